@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Builds and tests korvimg on every target: linux, sanitize (ASan + UBSan), linux32,
+# win32 (export-table check of the stdcall DLL) and win64 (the suite under wine64).
+# Usage: scripts/test-all.sh [preset ...]   (default: all five)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+
+presets=("$@")
+[ ${#presets[@]} -gt 0 ] || presets=(linux sanitize linux32 win32 win64)
+
+export WINEDEBUG=-all
+export WINEPREFIX="${WINEPREFIX:-$HOME/.wine-korvimg}"
+failed=()
+for p in "${presets[@]}"; do
+  echo "=== $p"
+  if ! cmake --workflow --preset "$p"; then
+    failed+=("$p")
+  fi
+done
+if [ ${#failed[@]} -gt 0 ]; then
+  echo "FAILED presets: ${failed[*]}" >&2
+  exit 1
+fi
+echo "all presets passed: ${presets[*]}"

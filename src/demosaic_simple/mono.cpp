@@ -1,0 +1,31 @@
+// mono: every sample becomes a grey pixel. The frame is one run of width x height
+// samples (a signed 32-bit product, so two negative sizes make a positive count).
+#include "frame/traits.h"
+
+namespace korvimg {
+namespace {
+
+template <class D>
+bool mono(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination) {
+    const int32_t n = wrapped_product(width, height);
+    for (int32_t k = 0; k < n; ++k) {
+        const uint32_t s = source[k];
+        put_pixel<D>(destination + static_cast<size_t>(k) * D::channels, s, s, s);
+    }
+    return true;
+}
+
+}  // namespace
+}  // namespace korvimg
+
+// One function per depth; the other three pattern names are aliases of it.
+#define KORVIMG_MONO(bits)                                                                       \
+    extern "C" KORVIMG_API uint32_t KORVIMG_CALL mono##bits##bggr(                               \
+        const ::korvimg::Depth<bits>::Sample *source, int32_t width, int32_t height,            \
+        ::korvimg::Depth<bits>::Sample *destination) {                                          \
+        return ::korvimg::mono<::korvimg::Depth<bits>>(source, width, height, destination) ? 1u : 0u; \
+    }
+KORVIMG_MONO(24)
+KORVIMG_MONO(32)
+KORVIMG_MONO(48)
+KORVIMG_MONO(64)
