@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "frameops/spike_limit_sse2.h"
 #include "korvimg.h"
 
 namespace korvimg {
@@ -29,18 +30,24 @@ constexpr int32_t kBlock = 2048;  // outputs per block
 
 // Outputs for `n` columns from a window in which win[i] is the unfiltered sample of
 // the first of those columns plus i - 2D. Only interior columns are given here; they
-// read at most 2D columns either side.
+// read at most 2D columns either side. This is the rule as stated, in signed values
+// wide enough for the extrapolations (-max .. 2 * max); where SSE2 is there it does
+// all but the last few columns of a span.
 template <class S, int D>
 void limit_span(const S *win, S *out, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) {
+    int32_t i = 0;
+#if KORVIMG_SPIKE_LIMIT_SSE2
+    i = sse2::limit_span<S, D>(win, out, n);
+#endif
+    for (; i < n; ++i) {
         const S *p = win + 2 * D + i;
         const int32_t c = p[0];
         const int32_t a = p[-D], b = p[D];
         const int32_t el = 2 * a - p[-2 * D], er = 2 * b - p[2 * D];
         const int32_t hi = std::max(std::max(a, b), std::max(el, er));
         const int32_t lo = std::min(std::min(a, b), std::min(el, er));
-        const int32_t limited = std::min(std::max(c, lo), hi);
-        out[i] = static_cast<S>(lo == hi ? c : limited);
+        if (lo == hi) out[i] = static_cast<S>(c);  // flat: a spike in a constant run stays
+        else out[i] = static_cast<S>(std::min(std::max(c, lo), hi));
     }
 }
 
