@@ -345,8 +345,8 @@ TEST(HistogramModel, ImagesAgainstModel) {
 TEST(HistogramModel, RawFramesAgainstModel) {
     std::mt19937 rng(43);
     for (const auto &f : raw_fns())
-        for (int32_t h : {0, 1, 2, 3, 4, 5, 7, 10, 33})
-            for (int32_t w : {0, 1, 2, 3, 4, 5, 6, 9, 16, 31, 64, 101}) {
+        for (int32_t h : {0, 1, 2, 3, 5, 10, 33})
+            for (int32_t w : {0, 1, 3, 4, 5, 9, 16, 31, 101}) {
                 const int kind = static_cast<int>(rng() % 4);
                 const V s = random_samples(static_cast<size_t>(w) * static_cast<size_t>(h), f.bins, f.bytes, kind, rng);
                 const auto packed = kt::pack(s, f.bytes);
