@@ -376,7 +376,8 @@ KORVIMG_API uint32_t KORVIMG_CALL best_lookup_table8from12(const uint32_t *histo
 /* ------------------------------------------------------------------------------
  * Frame arithmetic on a caller-owned accumulator of count unsigned 32-bit sums (the
  * caller clears it). Sums wrap modulo 2^32; add_sub adds before it subtracts; avg
- * divides truncating and keeps the low 8 or 16 bits. A count below 1 does nothing.
+ * divides truncating and keeps the low 8 or 16 bits. A count below 1 does nothing;
+ * avg with a divisor of 0 writes nothing.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL frame_add8(uint32_t *accumulator, const uint8_t *frame, int32_t count);
 KORVIMG_API void KORVIMG_CALL frame_add16(uint32_t *accumulator, const uint16_t *frame, int32_t count);
@@ -389,8 +390,11 @@ KORVIMG_API void KORVIMG_CALL frame_avg16(uint16_t *destination, const uint32_t 
  * Row spike filter, in place: each sample is limited to the range of its two
  * same-colour row neighbours and the two straight-line extrapolations beyond them
  * (a perfectly flat neighbourhood leaves it alone). mosaic nonzero: neighbours two
- * apart (raw Bayer rows); 0: adjacent. median_filter16 writes back only the first
- * width bytes of each row (width / 2 samples); the rest of the row keeps its input.
+ * apart (raw Bayer rows); 0: adjacent. Each row is filtered from its own unfiltered
+ * values; columns within 2 (or 4) of either end keep theirs. median_filter16 writes
+ * back only the first width bytes of each row (width / 2 samples, and for an odd
+ * width the low byte of the next one); the rest of the row keeps its input. Any
+ * width works (no row-length limit); a height below 1 or a width below 1 does nothing.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL median_filter8(uint8_t *frame, int32_t width, int32_t height, uint32_t mosaic);
 KORVIMG_API void KORVIMG_CALL median_filter16(uint16_t *frame, int32_t width, int32_t height, uint32_t mosaic);
