@@ -474,6 +474,30 @@ TEST(ColourCorrection, ModelAgreesOnRandomColoursAndParameters) {
     }
 }
 
+// Every build (64-bit, 32-bit with SSE2 arithmetic, Windows) must give the same
+// bytes: a digest of the corrections of fixed colours under fixed parameters, taken
+// from the x86-64 build. Extended-precision intermediates would change it.
+TEST(ColourCorrection, SameBytesOnEveryBuild) {
+    Context ctx;
+    uint64_t digest = 14695981039346656037ull;  // FNV-1a
+    for (int set = 0; set < 16; ++set) {
+        model::ColourParams p;
+        p.red_gain = 0.55 + 0.1 * set, p.red_offset = 7.25 * (set % 5) - 12;
+        p.green_gain = 1.4 - 0.05 * set, p.green_offset = -3.5 * (set % 3);
+        p.blue_gain = 0.9 + 0.03 * set, p.blue_offset = 20.0 / (set + 1);
+        p.hue_shift = -725.5 + 97.3 * set, p.saturation_gain = 0.125 * set;
+        p.lightness_gain = 0.7 + 0.04 * set, p.lightness_offset = 0.02 * set - 0.15;
+        for (int k = 0; k < 12; ++k) p.m[k] = (k < 9 ? 0.1 : 9.0) * (((set + 1) * (k + 3)) % 13) - (k < 9 ? 0.4 : 50.0);
+        ASSERT_EQ(set_all(ctx.c, p), 1u);
+        ASSERT_EQ(color_correction_setmatrix(ctx.c, p.m.data()), 1u);
+        color_correction_usematrix(ctx.c, set % 4 == 3);
+        Bytes img(20000 * 3);
+        for (size_t i = 0; i < img.size(); ++i) img[i] = static_cast<uint8_t>((i * 2654435761u + set * 40503u) >> 13);
+        for (uint8_t b : correct(ctx.c, img, 3)) digest = (digest ^ b) * 1099511628211ull;
+    }
+    EXPECT_EQ(digest, 62718489149851919ull);
+}
+
 // Random sequences of every setter and both entry points on one context, including
 // runs of setters long enough to wrap the generation, against the model's context.
 TEST(ColourCorrection, ModelAgreesOnSetApplySequences) {
