@@ -40,12 +40,17 @@ struct Work {
         const uint32_t sum = seg[j].count + seg[r].count;  // unsigned, wraps
         return (static_cast<uint64_t>(sum) << 32) | j;
     }
+    // Sets the leaf of the pair starting at j and the minima above it. The new minimum
+    // is carried up in a register and met with each sibling, whose addresses do not
+    // depend on one another, so the loads of a path overlap.
     void update(uint32_t j) {
         uint32_t node = N + j;
-        tree[node] = pair_key(j);
-        for (node >>= 1; node >= 1; node >>= 1) {
-            const uint64_t a = tree[2 * node], b = tree[2 * node + 1];
-            tree[node] = a < b ? a : b;
+        uint64_t m = pair_key(j);
+        tree[node] = m;
+        for (; node > 1; node >>= 1) {
+            const uint64_t sibling = tree[node ^ 1];
+            m = sibling < m ? sibling : m;
+            tree[node >> 1] = m;
         }
     }
 };
