@@ -272,24 +272,26 @@ TEST(Adaptive, EqualGradientsTakeTheMeanOfFourGreens) {
     EXPECT_EQ(c.at(2, 2), (V{100, (10 + 20 + 30 + 50) >> 2, 0}));
 }
 
-TEST(Adaptive, HorizontalEdgeInterpolatesAlongTheRow) {
-    // rows 0 to 2 are 10, rows 3 to 7 are 200: the vertical gradient is 190, the
-    // horizontal one 0.
+// An 8 x 8 frame of 10 before an edge and 200 after it: rows 0 to 2 against the rest
+// (a horizontal edge), or columns 0 to 2 against the rest (a vertical edge).
+V edge_frame(bool horizontal) {
     V f(64);
     for (int32_t y = 0; y < 8; ++y)
-        for (int32_t x = 0; x < 8; ++x) f[static_cast<size_t>(y * 8 + x)] = y < 3 ? 10 : 200;
-    const Call a = run("adaptive24bggr", f, 8, 8);
-    EXPECT_EQ(a.at(2, 2), (V{10, (10 + 10) >> 1, (10 + 10 + 200 + 200) >> 2}));
-    const Call b = run("bilinear24bggr", f, 8, 8);
-    EXPECT_EQ(b.at(2, 2)[1], (10u + 200 + 10 + 10) >> 2);
+        for (int32_t x = 0; x < 8; ++x) f[static_cast<size_t>(y * 8 + x)] = (horizontal ? y : x) < 3 ? 10 : 200;
+    return f;
+}
+
+TEST(Adaptive, HorizontalEdgeInterpolatesAlongTheRow) {
+    // (2, 2) of bggr, blue: the vertical gradient is 190, the horizontal one 0
+    const V f = edge_frame(true);
+    EXPECT_EQ(run("adaptive24bggr", f, 8, 8).at(2, 2), (V{10, (10 + 10) >> 1, (10 + 10 + 200 + 200) >> 2}));
+    EXPECT_EQ(run("bilinear24bggr", f, 8, 8).at(2, 2)[1], (10u + 200 + 10 + 10) >> 2);
 }
 
 TEST(Adaptive, VerticalEdgeInterpolatesAlongTheColumn) {
-    V f(64);
-    for (int32_t y = 0; y < 8; ++y)
-        for (int32_t x = 0; x < 8; ++x) f[static_cast<size_t>(y * 8 + x)] = x < 3 ? 10 : 200;
-    const Call a = run("adaptive48bggr", f, 8, 8);
-    EXPECT_EQ(a.at(2, 2), (V{10, (10 + 10) >> 1, (10 + 200 + 10 + 200) >> 2}));
+    const V f = edge_frame(false);
+    EXPECT_EQ(run("adaptive48bggr", f, 8, 8).at(2, 2), (V{10, (10 + 10) >> 1, (10 + 200 + 10 + 200) >> 2}));
+    EXPECT_EQ(run("bilinear48bggr", f, 8, 8).at(2, 2)[1], (10u + 10 + 10 + 200) >> 2);
 }
 
 TEST(Adaptive, DiagonalMeanInsideTheCoreBilinearWeightOutside) {
@@ -407,6 +409,13 @@ struct Patch {
     using S = typename D::Sample;
     std::vector<S> raw = std::vector<S>(25, 0);
     std::vector<S> out = std::vector<S>(25 * D::channels, 0);
+    Patch() = default;
+    // samples and greens as (row offset, column offset, value)
+    Patch(const std::vector<std::tuple<int, int, uint32_t>> &samples,
+          const std::vector<std::tuple<int, int, uint32_t>> &greens) {
+        for (auto [dy, dx, v] : samples) sample(dy, dx, v);
+        for (auto [dy, dx, v] : greens) green(dy, dx, v);
+    }
     void sample(int dy, int dx, uint32_t v) { raw[static_cast<size_t>((2 + dy) * 5 + 2 + dx)] = static_cast<S>(v); }
     void green(int dy, int dx, uint32_t v) {
         out[static_cast<size_t>(((2 + dy) * 5 + 2 + dx) * D::channels + 1)] = static_cast<S>(v);
@@ -471,48 +480,24 @@ TEST(LaplacianGreen, ClampsAtBothEnds) {
 
 TEST(LaplacianGreenSite, CorrectionsTruncateTowardZeroAndReadTheGreenPlane) {
     for (auto [ge, want] : {std::pair{11u, 40u}, {15u, 39u}, {4u, 41u}}) {
-        Patch<Depth<24>> p;
-        p.sample(0, -1, 40);
-        p.sample(0, 1, 40);
-        p.sample(-1, 0, 20);
-        p.sample(1, 0, 20);
-        p.sample(0, 0, 10);
-        p.green(0, 0, 10);
-        p.green(0, -1, 10);
-        p.green(0, 1, ge);
-        p.green(-1, 0, 10);
-        p.green(1, 0, 10);
+        // W = E = 40, N = S = 20; greens 10 around but ge on the right
+        Patch<Depth<24>> p({{0, -1, 40}, {0, 1, 40}, {-1, 0, 20}, {1, 0, 20}, {0, 0, 10}},
+                           {{0, 0, 10}, {0, -1, 10}, {0, 1, ge}, {-1, 0, 10}, {1, 0, 10}});
         // a green site of a blue-green row: blue from left and right, red from up and down
         EXPECT_EQ(p.run(korvimg::laplacian_gb_site<Depth<24>>), (V{want, 10, 20})) << ge;
     }
-    Patch<Depth<64>> p;
-    p.sample(0, -1, 1000);
-    p.sample(0, 1, 3000);
-    p.sample(-1, 0, 500);
-    p.sample(1, 0, 700);
-    p.green(0, 0, 100);
-    p.green(-1, 0, 90);
-    p.green(1, 0, 100);  // vertical correction (200 - 190) / 4 = 2
-    p.green(0, -1, 110);
-    p.green(0, 1, 96);   // horizontal correction (200 - 206) / 4 = -1
+    // vertical correction (200 - 190) / 4 = 2, horizontal (200 - 206) / 4 = -1
+    Patch<Depth<64>> p({{0, -1, 1000}, {0, 1, 3000}, {-1, 0, 500}, {1, 0, 700}},
+                       {{0, 0, 100}, {-1, 0, 90}, {1, 0, 100}, {0, -1, 110}, {0, 1, 96}});
     EXPECT_EQ(p.run(korvimg::laplacian_gr_site<Depth<64>>), (V{600 + 2, 100, 2000 - 1, 0}));
 }
 
 TEST(LaplacianGreenSite, ClampsBothEnds) {
-    Patch<Depth<24>> p;
-    p.sample(0, -1, 255);
-    p.sample(0, 1, 255);
-    p.green(0, 0, 255);  // horizontal: 255 + (510 - 0) / 4 -> 255
-    p.green(-1, 0, 255);
-    p.green(1, 0, 255);
-    p.green(0, 0, 255);
-    Patch<Depth<24>> q = p;
+    // horizontal: 255 + (510 - 0) / 4 -> 255; vertical: 0 + (510 - 510) / 4 = 0
+    Patch<Depth<24>> p({{0, -1, 255}, {0, 1, 255}}, {{0, 0, 255}, {-1, 0, 255}, {1, 0, 255}});
     EXPECT_EQ(p.run(korvimg::laplacian_gb_site<Depth<24>>), (V{255, 255, 0}));
-    q.green(0, 0, 0);  // vertical: 3 + (0 - 510) / 4 -> 0; horizontal: 255 + 0 / 4 = 255
-    q.green(0, -1, 0);
-    q.green(0, 1, 0);
-    q.sample(-1, 0, 3);
-    q.sample(1, 0, 3);
+    // vertical: 3 + (0 - 510) / 4 -> 0; horizontal: 255 + 0 / 4 = 255
+    Patch<Depth<24>> q({{0, -1, 255}, {0, 1, 255}, {-1, 0, 3}, {1, 0, 3}}, {{-1, 0, 255}, {1, 0, 255}});
     EXPECT_EQ(q.run(korvimg::laplacian_gr_site<Depth<24>>), (V{0, 0, 255}));
 }
 
@@ -520,17 +505,8 @@ TEST(LaplacianGreenSite, ClampsBothEnds) {
 // it: D1 = 20, D2 = -20. Samples NW, NE, SW, SE as given.
 template <class D>
 V colour_site(bool blue, uint32_t nw, uint32_t ne, uint32_t sw, uint32_t se) {
-    Patch<D> p;
-    p.sample(0, 0, 77);
-    p.sample(-1, -1, nw);
-    p.sample(-1, 1, ne);
-    p.sample(1, -1, sw);
-    p.sample(1, 1, se);
-    p.green(0, 0, 50);
-    p.green(-1, -1, 40);
-    p.green(1, 1, 40);
-    p.green(-1, 1, 60);
-    p.green(1, -1, 60);
+    Patch<D> p({{0, 0, 77}, {-1, -1, nw}, {-1, 1, ne}, {1, -1, sw}, {1, 1, se}},
+               {{0, 0, 50}, {-1, -1, 40}, {1, 1, 40}, {-1, 1, 60}, {1, -1, 60}});
     return p.run(blue ? korvimg::laplacian_blue_site<D> : korvimg::laplacian_red_site<D>);
 }
 

@@ -13,7 +13,6 @@ namespace korvimg {
 // the choice. The third colour is the mean of all four diagonal samples.
 template <class D, Colour Own>
 inline void adaptive_pixel(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
-    constexpr Colour third = Own == kBlue ? kRed : kBlue;
     const typename D::Sample *s = source;
     const ptrdiff_t w = width;
     const uint32_t up = s[-w], down = s[w], left = s[-1], right = s[1];
@@ -26,7 +25,7 @@ inline void adaptive_pixel(const typename D::Sample *&source, int32_t width, typ
     else if (vertical < horizontal) green = (up + down) >> 1;
     else green = (left + right) >> 1;
     const uint32_t diagonal = (uint32_t{s[-w - 1]} + s[-w + 1] + s[w - 1] + s[w + 1]) >> 2;
-    put_by_colour<D, Own, third>(destination, s[0], green, diagonal);
+    put_by_colour<D, Own, other_colour(Own)>(destination, s[0], green, diagonal);
     step<D>(source, destination);
 }
 

@@ -18,11 +18,7 @@ struct BilinearRules {
         const uint32_t x = s[0], up = s[-w], down = s[w];
         if constexpr (Green) {
             // The row's own colour from along the row, the third colour from the column.
-            uint32_t own;
-            if constexpr (C == Col::first) own = s[1];
-            else if constexpr (C == Col::last) own = s[-1];
-            else own = (uint32_t{s[-1]} + s[1]) >> 1;
-            put_by_colour<D, Row<T>::own, Row<T>::third>(destination, own, x, (up + down) >> 1);
+            put_by_colour<D, Row<T>::own, Row<T>::third>(destination, along_row<C>(s), x, (up + down) >> 1);
         } else {
             uint32_t green, third;
             if constexpr (C == Col::first) {

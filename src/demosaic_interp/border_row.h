@@ -25,11 +25,7 @@ struct BorderRules {
         const uint32_t x = s[0], o = s[offset];
         if constexpr (Green) {
             // The row's own colour from along the row; the third colour straight across.
-            uint32_t own;
-            if constexpr (C == Col::first) own = s[1];
-            else if constexpr (C == Col::last) own = s[-1];
-            else own = (uint32_t{s[-1]} + s[1]) >> 1;
-            put_by_colour<D, Row<T>::own, Row<T>::third>(destination, own, x, o);
+            put_by_colour<D, Row<T>::own, Row<T>::third>(destination, along_row<C>(s), x, o);
         } else {
             // Green from the two or three green neighbours that exist on a border row;
             // the third colour from the one or two diagonal neighbours.

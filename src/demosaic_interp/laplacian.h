@@ -31,29 +31,29 @@ inline void laplacian_green(const typename D::Sample *&source, int32_t width, ty
     step<D>(source, destination);
 }
 
-// The green of output pixel `px` moved by (dx, dy) pixels, as pass 1 left it.
+// The neighbourhood pass 2 reads: raw samples around the source cursor and the
+// greens pass 1 left in the output around the destination cursor.
 template <class D>
-inline int32_t green_at(const typename D::Sample *px, int32_t width, ptrdiff_t dx, ptrdiff_t dy) {
-    return px[(dy * width + dx) * D::channels + kGreen];
-}
+struct GreenPlaneAround {
+    const typename D::Sample *s, *px;
+    ptrdiff_t w;
+    int32_t raw(ptrdiff_t dx, ptrdiff_t dy) const { return s[dy * w + dx]; }
+    int32_t green(ptrdiff_t dx, ptrdiff_t dy) const { return px[(dy * w + dx) * D::channels + kGreen]; }
+    // Second difference of the green plane through the centre along (dx, dy).
+    int32_t curvature(ptrdiff_t dx, ptrdiff_t dy) const { return 2 * green(0, 0) - green(-dx, -dy) - green(dx, dy); }
+};
 
 // Pass 2, at a green site of a row holding RowColour: the row colour from left and
-// right, the other colour from up and down, each corrected by a quarter of the
-// green plane's second difference in its direction.
+// right, the other colour from up and down, each plain mean corrected by a quarter
+// (toward zero) of the green plane's second difference in its direction.
 template <class D, Colour RowColour>
 inline void laplacian_green_site(const typename D::Sample *&source, int32_t width,
                                  typename D::Sample *&destination) {
-    constexpr Colour column_colour = RowColour == kBlue ? kRed : kBlue;
-    const typename D::Sample *s = source;
-    const typename D::Sample *px = destination;
-    const ptrdiff_t w = width;
-    const int32_t g = green_at<D>(px, width, 0, 0);
-    const int32_t horizontal =
-        ((s[-1] + s[1]) >> 1) + (2 * g - green_at<D>(px, width, -1, 0) - green_at<D>(px, width, 1, 0)) / 4;
-    const int32_t vertical =
-        ((s[-w] + s[w]) >> 1) + (2 * g - green_at<D>(px, width, 0, -1) - green_at<D>(px, width, 0, 1)) / 4;
-    put_by_colour<D, RowColour, column_colour>(destination, clamp_to<D>(horizontal), static_cast<uint32_t>(g),
-                                               clamp_to<D>(vertical));
+    const GreenPlaneAround<D> a{source, destination, width};
+    const int32_t horizontal = ((a.raw(-1, 0) + a.raw(1, 0)) >> 1) + a.curvature(1, 0) / 4;
+    const int32_t vertical = ((a.raw(0, -1) + a.raw(0, 1)) >> 1) + a.curvature(0, 1) / 4;
+    put_by_colour<D, RowColour, other_colour(RowColour)>(destination, clamp_to<D>(horizontal),
+                                                         static_cast<uint32_t>(a.green(0, 0)), clamp_to<D>(vertical));
     step<D>(source, destination);
 }
 
@@ -63,39 +63,26 @@ inline void laplacian_green_site(const typename D::Sample *&source, int32_t widt
 template <class D, Colour Own>
 inline void laplacian_colour_site(const typename D::Sample *&source, int32_t width,
                                   typename D::Sample *&destination) {
-    constexpr Colour opposite = Own == kBlue ? kRed : kBlue;
-    const typename D::Sample *s = source;
-    const typename D::Sample *px = destination;
-    const ptrdiff_t w = width;
-    const int32_t g = green_at<D>(px, width, 0, 0);
-    const int32_t nw = s[-w - 1], ne = s[-w + 1], sw = s[w - 1], se = s[w + 1];
-    const int32_t d1 = 2 * g - green_at<D>(px, width, -1, -1) - green_at<D>(px, width, 1, 1);
-    const int32_t d2 = 2 * g - green_at<D>(px, width, 1, -1) - green_at<D>(px, width, -1, 1);
-    const int32_t a = absolute(nw - se) + absolute(d1);
-    const int32_t b = absolute(ne - sw) + absolute(d2);
+    const GreenPlaneAround<D> a{source, destination, width};
+    const int32_t nw = a.raw(-1, -1), ne = a.raw(1, -1), sw = a.raw(-1, 1), se = a.raw(1, 1);
+    const int32_t d1 = a.curvature(1, 1);   // along NW-SE
+    const int32_t d2 = a.curvature(1, -1);  // along NE-SW
+    const int32_t da = absolute(nw - se) + absolute(d1);
+    const int32_t db = absolute(ne - sw) + absolute(d2);
     int32_t value;
-    if (a == b) value = (d1 + d2 + nw + ne + sw + se) / 4;
-    else if (a < b) value = (nw + se + d1) / 2;
+    if (da == db) value = (d1 + d2 + nw + ne + sw + se) / 4;
+    else if (da < db) value = (nw + se + d1) / 2;
     else value = (ne + sw + d2) / 2;
-    put_by_colour<D, Own, opposite>(destination, s[0], static_cast<uint32_t>(g), clamp_to<D>(value));
+    put_by_colour<D, Own, other_colour(Own)>(destination, a.raw(0, 0), static_cast<uint32_t>(a.green(0, 0)),
+                                             clamp_to<D>(value));
     step<D>(source, destination);
 }
 
-template <class D>
-inline void laplacian_blue_site(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
-    laplacian_colour_site<D, kBlue>(source, width, destination);
-}
-template <class D>
-inline void laplacian_red_site(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
-    laplacian_colour_site<D, kRed>(source, width, destination);
-}
-template <class D>
-inline void laplacian_gb_site(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
-    laplacian_green_site<D, kBlue>(source, width, destination);
-}
-template <class D>
-inline void laplacian_gr_site(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
-    laplacian_green_site<D, kRed>(source, width, destination);
-}
+// The estimators by site: a blue site, a red site, a green site between blue
+// samples, a green site between red samples.
+template <class D> inline constexpr auto laplacian_blue_site = &laplacian_colour_site<D, kBlue>;
+template <class D> inline constexpr auto laplacian_red_site = &laplacian_colour_site<D, kRed>;
+template <class D> inline constexpr auto laplacian_gb_site = &laplacian_green_site<D, kBlue>;
+template <class D> inline constexpr auto laplacian_gr_site = &laplacian_green_site<D, kRed>;
 
 }  // namespace korvimg

@@ -24,6 +24,18 @@ inline bool interp_size_ok(int32_t width, int32_t height) {
     return (width & 1) == 0 && (height & 1) == 0 && width >= 4 && height >= 4;
 }
 
+// Blue for red, red for blue.
+constexpr Colour other_colour(Colour c) { return c == kBlue ? kRed : kBlue; }
+
+// At a green site, the row's own colour from along the row: the one neighbour that
+// exists at an end column, the floor of the mean of both elsewhere.
+template <Col C, class S>
+inline uint32_t along_row(const S *s) {
+    if constexpr (C == Col::first) return s[1];
+    else if constexpr (C == Col::last) return s[-1];
+    else return (uint32_t{s[-1]} + s[1]) >> 1;
+}
+
 // One step of the cursors past one pixel.
 template <class D>
 inline void step(const typename D::Sample *&source, typename D::Sample *&destination) {
