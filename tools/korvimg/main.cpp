@@ -42,6 +42,8 @@ int main(int argc, char **argv) {
             return kvcli::kOk;
         }
         if (command == "demo") return kvcli::run_demo(args);
+        if (command == "info") return kvcli::run_info(args);
+        if (command == "demosaic") return kvcli::run_demosaic(args);
         throw kvcli::usage_error("unknown command '" + command + "' (try korvimg --help)");
     } catch (const kvcli::Failure &f) {
         std::fprintf(stderr, "korvimg: %s\n", f.line().c_str());
