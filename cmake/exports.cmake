@@ -6,8 +6,9 @@
 #                      aliases as further names of one entry point)
 #   korvimg_implib.def import-library definition for 32-bit Windows (dlltool -k),
 #                      so that stdcall callers bind _name@N to the plain export
-# and sets KORVIMG_ALIAS_LINK_OPTIONS: the linker options that make each alias a
-# second symbol of its target in any binary linking the library's objects.
+#   korvimg_aliases.ld linker script that makes each alias a second symbol of its
+#                      target, for any binary that links the library's objects
+# and sets KORVIMG_ALIAS_LINK_OPTIONS to the options that pass that script.
 
 function(korvimg_generate_exports table outdir)
   file(STRINGS "${table}" lines)
@@ -16,7 +17,7 @@ function(korvimg_generate_exports table outdir)
   set(map "{\n  global:\n")
   set(def "LIBRARY korvimg.dll\nEXPORTS\n")
   set(implib "LIBRARY korvimg.dll\nEXPORTS\n")
-  set(alias_opts "")
+  set(aliases "")
   set(i686 FALSE)
   if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
     set(i686 TRUE)
@@ -47,13 +48,13 @@ function(korvimg_generate_exports table outdir)
       string(APPEND def "  ${name} = ${target}@${bytes}\n  _${name}@${bytes} = ${target}@${bytes}\n")
       string(APPEND implib "  ${name}@${bytes}\n")
       if(is_alias)
-        list(APPEND alias_opts "LINKER:--defsym=_${name}@${bytes}=_${target}@${bytes}")
+        string(APPEND aliases "\"_${name}@${bytes}\" = \"_${target}@${bytes}\";\n")
       endif()
     else()
       string(APPEND def "  ${name} = ${target}\n")
       string(APPEND implib "  ${name}\n")
       if(is_alias)
-        list(APPEND alias_opts "LINKER:--defsym=${name}=${target}")
+        string(APPEND aliases "\"${name}\" = \"${target}\";\n")
       endif()
     endif()
   endforeach()
@@ -70,8 +71,11 @@ function(korvimg_generate_exports table outdir)
   file(CONFIGURE OUTPUT "${outdir}/korvimg.map" CONTENT "${map}" @ONLY)
   file(CONFIGURE OUTPUT "${outdir}/korvimg.def" CONTENT "${def}" @ONLY)
   file(CONFIGURE OUTPUT "${outdir}/korvimg_implib.def" CONTENT "${implib}" @ONLY)
+  file(CONFIGURE OUTPUT "${outdir}/korvimg_aliases.ld" CONTENT "${aliases}" @ONLY)
   list(LENGTH names count)
   set(KORVIMG_EXPORT_COUNT ${count} PARENT_SCOPE)
-  set(KORVIMG_ALIAS_LINK_OPTIONS "${alias_opts}" PARENT_SCOPE)
+  # Symbol assignments in a linker script given as an input file: the names are
+  # quoted, as the 32-bit Windows ones contain '@'.
+  set(KORVIMG_ALIAS_LINK_OPTIONS "${outdir}/korvimg_aliases.ld" PARENT_SCOPE)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${table}")
 endfunction()
