@@ -111,7 +111,7 @@ void check_output_directory(const std::string &path) {
         throw file_error(path, "cannot write into " + dir + ": " + std::strerror(errno));
 }
 
-Settings settings_from(const Arguments &a, const SourceInfo &info, bool quiet) {
+Settings settings_from(const Arguments &a, const SourceInfo &info) {
     Settings s;
     if (a.has("method")) {
         s.method = method_code(a.get("method"));
@@ -121,14 +121,10 @@ Settings settings_from(const Arguments &a, const SourceInfo &info, bool quiet) {
     } else if (info.monochrome) {
         s.method = KORVIMG_MONO;
     }
-    if (!method_available(s.method))
-        throw usage_error(std::string("method ") + kMethodNames[s.method] + " is not in this build of the library");
     const std::string pattern = a.get("pattern", "auto");
     if (pattern == "auto") {
         s.pattern = info.pattern >= 0 ? info.pattern : KORVIMG_RGGB;
-        if (info.pattern < 0 && !quiet && s.method != KORVIMG_MONO)
-            std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, taking rggb (see --pattern)\n",
-                         info.path.c_str());
+        s.pattern_guessed = info.pattern < 0 && s.method != KORVIMG_MONO;
     } else {
         s.pattern = pattern_code(pattern);
         if (s.pattern < 0) throw usage_error("--pattern: expected rggb|grbg|gbrg|bggr|auto, got '" + pattern + "'");
@@ -179,6 +175,8 @@ Settings settings_from(const Arguments &a, const SourceInfo &info, bool quiet) {
     }
     if (s.colour_correction() && s.out_bits != 8)
         throw usage_error("--hsl and --matrix need --out-depth 8 (the library corrects 8-bit images only)");
+    if (!method_available(s.method))
+        throw usage_error(std::string("method ") + kMethodNames[s.method] + " is not in this build of the library");
     return s;
 }
 
@@ -211,7 +209,7 @@ int run_demosaic(const std::vector<std::string> &args) {
 
     std::unique_ptr<Source> source = open_source(in, oo);
     const SourceInfo &info = source->info();
-    Settings s = settings_from(a, info, quiet);
+    Settings s = settings_from(a, info);
     check_format(format, out, s.alpha ? 4 : s.method == KORVIMG_MONO ? 1 : 3, s.out_bits);
     if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
         throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
@@ -292,6 +290,8 @@ int run_demosaic(const std::vector<std::string> &args) {
         for (const auto &p : written) std::remove(p.c_str());
         throw;
     }
+    if (s.pattern_guessed && !quiet)
+        std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, took rggb (see --pattern)\n", in.c_str());
     if (source->clamped() != 0 && !quiet)
         std::fprintf(stderr, "korvimg: %s: %llu samples above %d bits were taken as the largest %d-bit value\n",
                      in.c_str(), static_cast<unsigned long long>(source->clamped()), info.bits, info.bits);

@@ -14,6 +14,7 @@ namespace kvcli {
 struct Settings {
     int method = KORVIMG_BILINEAR;
     int pattern = KORVIMG_RGGB;
+    bool pattern_guessed = false;  // the file names no pattern and none was given
     int out_bits = 8;    // 8 or 16 bits per output channel
     bool alpha = false;  // four-channel output (formats 32 and 64)
     int median = -1;     // -1 off; 1 same-colour neighbours (mosaic); 0 adjacent ones
