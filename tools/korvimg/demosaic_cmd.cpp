@@ -222,7 +222,7 @@ int run_demosaic(const std::vector<std::string> &args) {
     if (stack && info.bits > 8 && count > 65537)
         throw usage_error("--stack: at most 65537 frames of 16-bit samples fit the library's 32-bit sums");
 
-    Progress progress(count, !quiet);
+    Progress progress(count, !quiet && count > 1);
     std::vector<std::string> written;
     std::mutex written_mutex;
     try {
