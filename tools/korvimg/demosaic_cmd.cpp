@@ -23,13 +23,12 @@ namespace kvcli {
 
 namespace {
 
-const std::vector<OptionSpec> kOptions = {
+const std::vector<OptionSpec> kOptions = with_input_options({
     {"output", 'o', "OUT", "output picture: .png (8/16-bit), .tif (8/16-bit), .ppm, .pgm or .pam;\n"
                            "for several frames without --stack, OUT-0000.png, OUT-0001.png, ..."},
     {"method", 'm', "METHOD", "mono|bayer|nearest|simple|bilinear|adaptive|laplacian|preview\n"
                               "(default bilinear; mono for a monochrome SER file)"},
     {"pattern", 'p', "PATTERN", "rggb|grbg|gbrg|bggr|auto (default auto: from the file, else rggb)"},
-    {"bits", 0, "BITS", "significant bits of the samples: 8|10|12|16 (default from the file)"},
     {"out-depth", 'd', "DEPTH", "bits per output channel: 8|16 (default 8 for 8-bit samples, else 16)"},
     {"alpha", 0, nullptr, "write a fourth (opaque alpha) channel: the library's 32/64-bit formats"},
     {"wb", 0, "auto|R,B", "white balance: gains measured by the library (grey world) or given;\n"
@@ -45,37 +44,15 @@ const std::vector<OptionSpec> kOptions = {
                                 "histogram, or dropping the low bits (default shift)"},
     {"frames", 0, "A:B", "frames A to B-1 of the file, counted from 0 (either may be left out)"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
-    {"width", 0, "W", "raw input: frame width"},
-    {"height", 0, "H", "raw input: frame height"},
-    {"offset", 0, "BYTES", "raw input: bytes before the first frame (default 0)"},
-    {"endian", 0, "ORDER", "16-bit samples of SER and raw files: file|little|big (default file:\n"
-                           "the SER header flag, little-endian for raw)"},
-    {"format", 0, "FORMAT", "input format: auto|ser|fits|pgm|png|raw (default auto)"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
     {"quiet", 'q', nullptr, "no progress display and no warnings"},
     {"help", 'h', nullptr, "show this help"},
-};
+});
 
 const char kDescription[] =
     "Demosaics the raw frames of a SER video, a FITS image or stack, a PGM or grey PNG, or a\n"
     "headerless raw file. The steps, in order: spike filter, stacking, white balance, tone\n"
     "table and depth reduction, demosaicing, colour correction.";
-
-OpenOptions open_options(const Arguments &a) {
-    OpenOptions o;
-    o.format = a.get("format", "auto");
-    if (a.has("bits")) o.bits = static_cast<int>(parse_integer(a.get("bits"), "--bits", 8, 16));
-    if (o.bits != 0 && o.bits != 8 && o.bits != 10 && o.bits != 12 && o.bits != 16)
-        throw usage_error("--bits: expected 8, 10, 12 or 16");
-    if (a.has("width")) o.width = parse_integer(a.get("width"), "--width", 1, 1 << 30);
-    if (a.has("height")) o.height = parse_integer(a.get("height"), "--height", 1, 1 << 30);
-    if (a.has("offset")) o.offset = parse_integer(a.get("offset"), "--offset", 0, 1LL << 62);
-    if (a.has("endian")) {
-        const int e = parse_choice(a.get("endian"), "--endian", {"file", "little", "big"});
-        o.order = e == 0 ? ByteOrder::file : e == 1 ? ByteOrder::little : ByteOrder::big;
-    }
-    return o;
-}
 
 // The frame range [first, end) of --frames A:B.
 void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t &end) {

@@ -13,17 +13,11 @@ namespace kvcli {
 
 namespace {
 
-const std::vector<OptionSpec> kOptions = {
+const std::vector<OptionSpec> kOptions = with_input_options({
     {"frame", 0, "N", "frame whose histogram is summarised (default 0)"},
     {"pattern", 'p', "PATTERN", "rggb|grbg|gbrg|bggr: read the mosaic with this pattern"},
-    {"bits", 0, "BITS", "significant bits of the samples: 8|10|12|16"},
-    {"width", 0, "W", "raw input: frame width"},
-    {"height", 0, "H", "raw input: frame height"},
-    {"offset", 0, "BYTES", "raw input: bytes before the first frame"},
-    {"endian", 0, "ORDER", "16-bit samples of SER and raw files: file|little|big"},
-    {"format", 0, "FORMAT", "input format: auto|ser|fits|pgm|png|raw"},
     {"help", 'h', nullptr, "show this help"},
-};
+});
 
 struct Summary {
     uint64_t count = 0, sum = 0;
@@ -116,17 +110,7 @@ int run_info(const std::vector<std::string> &args) {
         return kOk;
     }
     if (a.positional().size() != 1) throw usage_error("info needs one input file (see korvimg info --help)");
-    OpenOptions o;
-    o.format = a.get("format", "auto");
-    if (a.has("bits")) o.bits = static_cast<int>(parse_integer(a.get("bits"), "--bits", 8, 16));
-    if (a.has("width")) o.width = parse_integer(a.get("width"), "--width", 1, 1 << 30);
-    if (a.has("height")) o.height = parse_integer(a.get("height"), "--height", 1, 1 << 30);
-    if (a.has("offset")) o.offset = parse_integer(a.get("offset"), "--offset", 0, 1LL << 62);
-    if (a.has("endian")) {
-        const int e = parse_choice(a.get("endian"), "--endian", {"file", "little", "big"});
-        o.order = e == 0 ? ByteOrder::file : e == 1 ? ByteOrder::little : ByteOrder::big;
-    }
-    auto source = open_source(a.positional()[0], o);
+    auto source = open_source(a.positional()[0], open_options(a));
     const SourceInfo &info = source->info();
     int pattern = info.pattern;
     std::string origin = info.pattern_origin;

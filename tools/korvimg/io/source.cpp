@@ -87,6 +87,18 @@ class PackedSource : public Source {
     bool big_endian_;
 };
 
+// A file of one frame, which names no pattern.
+std::unique_ptr<Source> single_frame(SourceInfo info, RawFrame frame) {
+    info.width = frame.width;
+    info.height = frame.height;
+    info.bits = frame.bits;
+    info.frames = 1;
+    info.pattern_origin = "none in the file";
+    std::vector<RawFrame> frames;
+    frames.push_back(std::move(frame));
+    return memory_source(std::move(info), std::move(frames));
+}
+
 // The frame as one grey PNG holds it.
 std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOptions &options) {
     const FilePixels px = read_png(path);
@@ -96,10 +108,7 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
     SourceInfo info;
     info.path = path;
     info.format = "PNG";
-    info.width = px.width;
-    info.height = px.height;
     info.stored_bits = px.bits;
-    info.frames = 1;
     RawFrame frame;
     if (px.bits == 8) {
         if (options.bits != 0 && options.bits != 8)
@@ -123,27 +132,16 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
         frame.allocate(px.width, px.height, bits);
         for (size_t i = 0; i < frame.count(); ++i) frame.s16[i] = static_cast<uint16_t>(px.p16[i] >> shift);
     }
-    info.bits = frame.bits;
-    info.pattern_origin = "none in the file";
-    std::vector<RawFrame> frames;
-    frames.push_back(std::move(frame));
-    return memory_source(std::move(info), std::move(frames));
+    return single_frame(std::move(info), std::move(frame));
 }
 
 std::unique_ptr<Source> open_pgm_frame(const std::string &path, const OpenOptions &options) {
-    RawFrame frame = read_pgm(path, options.bits);
     SourceInfo info;
     info.path = path;
     info.format = "PGM";
-    info.width = frame.width;
-    info.height = frame.height;
-    info.bits = frame.bits;
+    RawFrame frame = read_pgm(path, options.bits);
     info.stored_bits = frame.wide() ? 16 : 8;
-    info.frames = 1;
-    info.pattern_origin = "none in the file";
-    std::vector<RawFrame> frames;
-    frames.push_back(std::move(frame));
-    return memory_source(std::move(info), std::move(frames));
+    return single_frame(std::move(info), std::move(frame));
 }
 
 bool starts_with(const uint8_t *head, size_t size, const char *text) {
