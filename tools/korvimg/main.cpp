@@ -8,6 +8,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "io/output.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ int main(int argc, char **argv) {
     }
     const std::string command = args[0];
     args.erase(args.begin());
+    kvcli::remove_temporaries_on_signals();
     try {
         if (command == "--help" || command == "-h" || command == "help") {
             std::fputs(kUsage, stdout);

@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -33,7 +35,33 @@ mode_t creation_mode() {
     return mode;
 }
 
+// The temporary files being written, for the signal handler (which may only read
+// them and call unlink).
+constexpr int kSlots = 256;
+std::atomic<const char *> temporaries[kSlots];
+
+int register_temporary(const char *name) {
+    for (int i = 0; i < kSlots; ++i) {
+        const char *expected = nullptr;
+        if (temporaries[i].compare_exchange_strong(expected, name)) return i;
+    }
+    return -1;  // more files at once than slots: that one is not cleaned up on a signal
+}
+
+extern "C" void on_terminating_signal(int signal_number) {
+    for (auto &slot : temporaries) {
+        const char *name = slot.load();
+        if (name != nullptr) unlink(name);
+    }
+    std::signal(signal_number, SIG_DFL);
+    std::raise(signal_number);
+}
+
 }  // namespace
+
+void remove_temporaries_on_signals() {
+    for (int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, on_terminating_signal);
+}
 
 AtomicFile::AtomicFile(const std::string &path) : path_(path) {
     const size_t slash = path.find_last_of('/');
@@ -47,12 +75,14 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path) {
     const int fd = mkstemp(name.data());
     if (fd < 0) throw file_error(path, std::string("cannot create: ") + std::strerror(errno));
     temp_ = name.data();
+    slot_ = register_temporary(temp_.c_str());
     fchmod(fd, mode);
     stream_ = fdopen(fd, "wb");
     if (stream_ == nullptr) {
         const int e = errno;
         close(fd);
         std::remove(temp_.c_str());
+        if (slot_ >= 0) temporaries[slot_].store(nullptr);
         throw file_error(path, std::string("cannot create: ") + std::strerror(e));
     }
 }
@@ -60,6 +90,7 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path) {
 AtomicFile::~AtomicFile() {
     if (stream_ != nullptr) std::fclose(stream_);
     if (!done_) std::remove(temp_.c_str());
+    if (slot_ >= 0) temporaries[slot_].store(nullptr);
 }
 
 void AtomicFile::commit() {
@@ -76,6 +107,8 @@ void AtomicFile::commit() {
     }
     if (!ok) throw file_error(path_, std::string("cannot write: ") + std::strerror(e));
     done_ = true;
+    if (slot_ >= 0) temporaries[slot_].store(nullptr);
+    slot_ = -1;
 }
 
 FileFormat format_for(const std::string &path) {

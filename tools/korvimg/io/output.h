@@ -27,7 +27,12 @@ class AtomicFile {
     std::string path_, temp_;
     std::FILE *stream_ = nullptr;
     bool done_ = false;
+    int slot_ = -1;  // in the signal handler's list of temporaries
 };
+
+// Makes SIGINT, SIGTERM and SIGHUP remove the temporary files of unfinished
+// AtomicFiles before the program ends.
+void remove_temporaries_on_signals();
 
 enum class FileFormat { png, tiff, ppm, pgm, pam };
 // The format named by the file's extension; a usage error for an unknown one.
