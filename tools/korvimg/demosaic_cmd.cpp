@@ -152,8 +152,6 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
     }
     if (s.colour_correction() && s.out_bits != 8)
         throw usage_error("--hsl and --matrix need --out-depth 8 (the library corrects 8-bit images only)");
-    if (!method_available(s.method))
-        throw usage_error(std::string("method ") + kMethodNames[s.method] + " is not in this build of the library");
     return s;
 }
 

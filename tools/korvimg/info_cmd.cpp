@@ -76,14 +76,14 @@ void histogram_summary(const RawFrame &raw, int pattern) {
     const int32_t w = frame.width, h = frame.height;
     using Raw8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
     using Raw16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
-    static const LibFn<Raw8> h8[4] = KVCLI_BY_PATTERN(histogram8);
-    static const LibFn<Raw16> h10[4] = KVCLI_BY_PATTERN(histogram10);
-    static const LibFn<Raw16> h12[4] = KVCLI_BY_PATTERN(histogram12);
+    static const Raw8 h8[4] = {histogram8rggb, histogram8grbg, histogram8gbrg, histogram8bggr};
+    static const Raw16 h10[4] = {histogram10rggb, histogram10grbg, histogram10gbrg, histogram10bggr};
+    static const Raw16 h12[4] = {histogram12rggb, histogram12grbg, histogram12gbrg, histogram12bggr};
     if (pattern < 0) {
         const int32_t n = static_cast<int32_t>(frame.count());
-        if (bits == 8) KVCLI_FN(histogram8)(frame.s8.data(), n, green.data());
-        else if (bits == 10) KVCLI_FN(histogram10)(frame.s16.data(), n, green.data());
-        else KVCLI_FN(histogram12)(frame.s16.data(), n, green.data());
+        if (bits == 8) histogram8(frame.s8.data(), n, green.data());
+        else if (bits == 10) histogram10(frame.s16.data(), n, green.data());
+        else histogram12(frame.s16.data(), n, green.data());
         print_summary("grey", summarise(green, scale));
         return;
     }
@@ -135,11 +135,7 @@ int run_info(const std::vector<std::string> &args) {
     RawFrame frame;
     source->read(frame_index, frame);
     std::printf("histogram of frame %u:\n", frame_index);
-    try {
-        histogram_summary(frame, pattern);
-    } catch (const Failure &f) {
-        std::printf("  not available: %s\n", f.what());
-    }
+    histogram_summary(frame, pattern);
     if (source->clamped() != 0)
         std::printf("note:       %llu samples above %d bits were taken as the largest value\n",
                     static_cast<unsigned long long>(source->clamped()), info.bits);

@@ -21,15 +21,15 @@ constexpr int kBlueSite[4] = {3, 2, 1, 0};
 void median_filter(RawFrame &frame, int mosaic) {
     if (frame.width > 8192) throw usage_error("--median: rows wider than 8192 samples are not filtered by the library");
     const uint32_t flag = mosaic != 0 ? 1u : 0u;
-    if (frame.wide()) KVCLI_FN(median_filter16)(frame.s16.data(), frame.width, frame.height, flag);
-    else KVCLI_FN(median_filter8)(frame.s8.data(), frame.width, frame.height, flag);
+    if (frame.wide()) median_filter16(frame.s16.data(), frame.width, frame.height, flag);
+    else median_filter8(frame.s8.data(), frame.width, frame.height, flag);
 }
 
 void measure_white_balance(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain) {
     using Wb8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, double *, double *);
     using Wb16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, double *, double *);
-    static const LibFn<Wb8> wb8[4] = KVCLI_BY_PATTERN(white_balance8);
-    static const LibFn<Wb16> wb16[4] = KVCLI_BY_PATTERN(white_balance12);
+    static const Wb8 wb8[4] = {white_balance8rggb, white_balance8grbg, white_balance8gbrg, white_balance8bggr};
+    static const Wb16 wb16[4] = {white_balance12rggb, white_balance12grbg, white_balance12gbrg, white_balance12bggr};
     if (frame.wide()) wb16[pattern](frame.s16.data(), frame.width, frame.height, &red_gain, &blue_gain);
     else wb8[pattern](frame.s8.data(), frame.width, frame.height, &red_gain, &blue_gain);
     if (red_gain < 0) red_gain = 1;
@@ -58,8 +58,8 @@ RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
     if (!frame.wide()) {
         if (s.bcg) {
             std::vector<uint8_t> table(256);
-            KVCLI_FN(create_BCG_LUT8)(s.brightness, s.contrast, s.gamma, table.data());
-            KVCLI_FN(convert_frame8to8LUT)(frame.s8.data(), n, table.data(), frame.s8.data());
+            create_BCG_LUT8(s.brightness, s.contrast, s.gamma, table.data());
+            convert_frame8to8LUT(frame.s8.data(), n, table.data(), frame.s8.data());
         }
         return frame;
     }
@@ -69,11 +69,11 @@ RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
         // A table at the frame's own depth; its top entry may be one above the largest
         // sample, which the later steps take as the largest sample.
         std::vector<uint16_t> table(entries);
-        if (ten) KVCLI_FN(create_BCG_LUT10)(s.brightness, s.contrast, s.gamma, table.data());
-        else KVCLI_FN(create_BCG_LUT12)(s.brightness, s.contrast, s.gamma, table.data());
+        if (ten) create_BCG_LUT10(s.brightness, s.contrast, s.gamma, table.data());
+        else create_BCG_LUT12(s.brightness, s.contrast, s.gamma, table.data());
         const uint16_t top = static_cast<uint16_t>(frame.maxv());
         for (auto &t : table) t = t > top ? top : t;
-        KVCLI_FN(convert_frame10to10LUT)(frame.s16.data(), n, table.data(), frame.s16.data());
+        convert_frame10to10LUT(frame.s16.data(), n, table.data(), frame.s16.data());
     }
     if (s.out_bits == 16) return frame;
 
@@ -85,24 +85,24 @@ RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
         std::vector<uint32_t> histogram(entries);
         std::vector<uint8_t> table(entries);
         if (ten) {
-            KVCLI_FN(histogram10)(frame.s16.data(), n, histogram.data());
-            if (KVCLI_FN(best_lookup_table10to8)(histogram.data(), table.data()) == 0)
+            histogram10(frame.s16.data(), n, histogram.data());
+            if (best_lookup_table10to8(histogram.data(), table.data()) == 0)
                 throw Failure(kInputError, "", "best_lookup_table10to8 found no memory");
         } else {
-            KVCLI_FN(histogram12)(frame.s16.data(), n, histogram.data());
-            if (KVCLI_FN(best_lookup_table12to8)(histogram.data(), table.data()) == 0)
+            histogram12(frame.s16.data(), n, histogram.data());
+            if (best_lookup_table12to8(histogram.data(), table.data()) == 0)
                 throw Failure(kInputError, "", "best_lookup_table12to8 found no memory");
         }
-        KVCLI_FN(convert_frame10to8LUT)(frame.s16.data(), n, table.data(), out.s8.data());
+        convert_frame10to8LUT(frame.s16.data(), n, table.data(), out.s8.data());
     } else if (s.bcg) {
         std::vector<uint8_t> table(entries);
-        if (ten) KVCLI_FN(create_BCG_LUT10_8)(s.brightness, s.contrast, s.gamma, table.data());
-        else KVCLI_FN(create_BCG_LUT12_8)(s.brightness, s.contrast, s.gamma, table.data());
-        KVCLI_FN(convert_frame10to8LUT)(frame.s16.data(), n, table.data(), out.s8.data());
+        if (ten) create_BCG_LUT10_8(s.brightness, s.contrast, s.gamma, table.data());
+        else create_BCG_LUT12_8(s.brightness, s.contrast, s.gamma, table.data());
+        convert_frame10to8LUT(frame.s16.data(), n, table.data(), out.s8.data());
     } else if (ten) {
-        KVCLI_FN(convert_frame10to8)(frame.s16.data(), n, out.s8.data());
+        convert_frame10to8(frame.s16.data(), n, out.s8.data());
     } else {
-        KVCLI_FN(convert_frame12to8)(frame.s16.data(), n, out.s8.data());
+        convert_frame12to8(frame.s16.data(), n, out.s8.data());
     }
     return out;
 }
@@ -112,10 +112,8 @@ ColourImage demosaic_frame(const RawFrame &frame, const Settings &s) {
     ColourImage image;
     image.allocate(output_width(s.method, frame.width), output_height(s.method, frame.height), channels, s.out_bits);
     image.grey = s.method == KORVIMG_MONO && !s.alpha;
-    uint32_t result;
     if (s.out_bits == 8) {
-        result = demosaic(s.method, s.alpha ? 32 : 24, s.pattern, frame.s8.data(), frame.width, frame.height,
-                          image.p8.data());
+        demosaic(s.method, s.alpha ? 32 : 24, s.pattern, frame.s8.data(), frame.width, frame.height, image.p8.data());
     } else {
         image.significant = frame.bits;
         const uint16_t *words = frame.s16.data();
@@ -124,34 +122,30 @@ ColourImage demosaic_frame(const RawFrame &frame, const Settings &s) {
             widened.assign(frame.s8.begin(), frame.s8.end());
             words = widened.data();
         }
-        result = demosaic(s.method, s.alpha ? 64 : 48, s.pattern, words, frame.width, frame.height, image.p16.data());
+        demosaic(s.method, s.alpha ? 64 : 48, s.pattern, words, frame.width, frame.height, image.p16.data());
     }
-    if (result != 1)
-        throw Failure(kInputError, "",
-                      std::string(kMethodNames[s.method]) + " refused the " + std::to_string(frame.width) + " x " +
-                          std::to_string(frame.height) + " frame");
     return image;
 }
 
 Correction::Correction(const Settings &s) {
-    context_ = KVCLI_FN(color_correction_init)();
+    context_ = color_correction_init();
     if (context_ == nullptr) throw Failure(kInputError, "", "no memory for a colour-correction context");
     if (s.matrix) {
-        KVCLI_FN(color_correction_setmatrix)(context_, s.matrix_values.data());
-        KVCLI_FN(color_correction_usematrix)(context_, 1u);
+        color_correction_setmatrix(context_, s.matrix_values.data());
+        color_correction_usematrix(context_, 1u);
     } else {
         const auto &h = s.hsl_values;
-        KVCLI_FN(color_correction_sethsl)(context_, h[0], h[1], h[2], h[3]);
+        color_correction_sethsl(context_, h[0], h[1], h[2], h[3]);
     }
 }
 
 Correction::~Correction() {
-    if (context_ != nullptr) KVCLI_FN(color_correction_done)(context_);
+    if (context_ != nullptr) color_correction_done(context_);
 }
 
 void Correction::apply(ColourImage &image) {
-    if (image.channels == 4) KVCLI_FN(color_correction32)(context_, image.p8.data(), image.width, image.height);
-    else KVCLI_FN(color_correction24)(context_, image.p8.data(), image.width, image.height);
+    if (image.channels == 4) color_correction32(context_, image.p8.data(), image.width, image.height);
+    else color_correction24(context_, image.p8.data(), image.width, image.height);
 }
 
 ColourImage process_frame(RawFrame frame, const Settings &s, Correction *correction) {
@@ -162,15 +156,15 @@ ColourImage process_frame(RawFrame frame, const Settings &s, Correction *correct
 }
 
 void accumulate(std::vector<uint32_t> &accumulator, const RawFrame &frame) {
-    if (frame.wide()) KVCLI_FN(frame_add16)(accumulator.data(), frame.s16.data(), count_of(frame));
-    else KVCLI_FN(frame_add8)(accumulator.data(), frame.s8.data(), count_of(frame));
+    if (frame.wide()) frame_add16(accumulator.data(), frame.s16.data(), count_of(frame));
+    else frame_add8(accumulator.data(), frame.s8.data(), count_of(frame));
 }
 
 RawFrame average(const std::vector<uint32_t> &accumulator, uint32_t frames, const RawFrame &like) {
     RawFrame out;
     out.allocate(like.width, like.height, like.bits);
-    if (out.wide()) KVCLI_FN(frame_avg16)(out.s16.data(), accumulator.data(), count_of(out), frames);
-    else KVCLI_FN(frame_avg8)(out.s8.data(), accumulator.data(), count_of(out), frames);
+    if (out.wide()) frame_avg16(out.s16.data(), accumulator.data(), count_of(out), frames);
+    else frame_avg8(out.s8.data(), accumulator.data(), count_of(out), frames);
     return out;
 }
 

@@ -47,8 +47,8 @@ void apply_gains(RawFrame &frame, int pattern, double red_gain, double blue_gain
 // tables). Returns the frame the demosaic step reads.
 RawFrame tone_and_depth(RawFrame frame, const Settings &s);
 // The demosaic step: output format 24/32 for 8-bit output, 48/64 for 16-bit; 8-bit
-// samples are widened to words for a 16-bit output. Throws when the method refuses
-// the frame.
+// samples are widened to words for a 16-bit output. The frame's size must suit the
+// method (see minimum_size).
 ColourImage demosaic_frame(const RawFrame &frame, const Settings &s);
 
 // A colour-correction context set up from the settings (HSL or matrix model), for

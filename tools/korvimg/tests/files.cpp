@@ -237,14 +237,17 @@ std::vector<uint32_t> library_demosaic(int method, int format, int pattern, cons
     const int channels = format == 24 || format == 48 ? 3 : 4;
     const size_t n = static_cast<size_t>(kvcli::output_width(method, width)) *
                      static_cast<size_t>(kvcli::output_height(method, height)) * static_cast<size_t>(channels);
+    const auto p = static_cast<uint32_t>(pattern), m = static_cast<uint32_t>(method);
     std::vector<uint32_t> out;
     if (format <= 32) {
         std::vector<uint8_t> src(frame.begin(), frame.end()), dst(n);
-        kvcli::demosaic(method, format, pattern, src.data(), width, height, dst.data());
+        const auto call = format == 24 ? debayer24 : debayer32;
+        call(src.data(), width, height, p, m, dst.data());
         out.assign(dst.begin(), dst.end());
     } else {
         std::vector<uint16_t> dst(n);
-        kvcli::demosaic(method, format, pattern, frame.data(), width, height, dst.data());
+        const auto call = format == 48 ? debayer48 : debayer64;
+        call(frame.data(), width, height, p, m, dst.data());
         out.assign(dst.begin(), dst.end());
     }
     return out;

@@ -100,7 +100,7 @@ TEST(Program, MonochromeSerDefaultsToMono) {
     EXPECT_TRUE(same(kvtest::read_picture(d.path("out.pgm")), expected(KORVIMG_MONO, 0, frames[0], w, h, 8, 8)));
 }
 
-TEST(Program, EveryMethodAndPatternOfThisBuildOnPgm) {
+TEST(Program, EveryMethodAndPatternOnPgm) {
     kvtest::TempDir d;
     std::mt19937 rng(4);
     const int32_t w = 12, h = 8;
@@ -108,10 +108,7 @@ TEST(Program, EveryMethodAndPatternOfThisBuildOnPgm) {
     const Samples f10 = kvtest::random_frame(w, h, 1023, rng);
     kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8, "eight bits"));
     kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
-    int methods = 0;
     for (int m = 0; m < kvcli::kMethods; ++m) {
-        if (!kvcli::method_available(m)) continue;
-        ++methods;
         for (int p = 0; p < 4; ++p) {
             const std::string method = kvcli::kMethodNames[m], pattern = kvcli::kPatternNames[p];
             RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", method, "-p", pattern);
@@ -132,7 +129,6 @@ TEST(Program, EveryMethodAndPatternOfThisBuildOnPgm) {
         }
         EXPECT_TRUE(same(kvtest::read_picture(d.path("c.ppm")), want)) << kvcli::kMethodNames[m];
     }
-    EXPECT_GE(methods, 5);
 }
 
 TEST(Program, FitsUnsignedWithBayerOffsets) {
@@ -183,149 +179,127 @@ TEST(Program, RawSequenceIsNumberedAndMatchesEachFrame) {
     EXPECT_FALSE(kvtest::exists(d.path("seq-0000.png")));
 }
 
-// ---- options that need the tone, frame and colour families ---------------------------------
+// ---- stacking, tone, white balance, spike filter, colour correction ----------------------------
 
 TEST(Program, StackAveragesWithTheLibrarysSums) {
-    if constexpr (!kvcli::exported("frame_add8") || !kvcli::exported("frame_avg16")) {
-        GTEST_SKIP() << "frame arithmetic is not in this build of the library";
-    } else {
-        kvtest::TempDir d;
-        std::mt19937 rng(8);
-        const int32_t w = 8, h = 6;
-        std::vector<Samples> f8, f16;
-        for (int i = 0; i < 7; ++i) {
-            f8.push_back(kvtest::random_frame(w, h, 255, rng));
-            f16.push_back(kvtest::random_frame(w, h, 65535, rng));
-        }
-        kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(f8, 1, false));
-        RUN_OK("demosaic", d.path("in.raw"), "--width", "8", "--height", "6", "--bits", "8", "-o", d.path("s.png"),
-               "-m", "nearest", "--stack", "--frames", "2:7");
-        std::vector<uint32_t> acc(48, 0);
-        for (int i = 2; i < 7; ++i) frame_add8(acc.data(), bytes_of(f8[static_cast<size_t>(i)]).data(), 48);
-        std::vector<uint8_t> avg(48);
-        frame_avg8(avg.data(), acc.data(), 48, 5);
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("s.png")),
-                         expected(KORVIMG_NEAREST, 0, Samples(avg.begin(), avg.end()), w, h, 8, 8)));
-
-        kvtest::write_fits(d.path("in.fits"), 20, w, h, f16, "GBRG");
-        RUN_OK("demosaic", d.path("in.fits"), "-o", d.path("t.tif"), "-m", "simple", "--stack", "-j", "2");
-        std::fill(acc.begin(), acc.end(), 0u);
-        for (const auto &f : f16) frame_add16(acc.data(), f.data(), 48);
-        Samples avg16(48);
-        frame_avg16(avg16.data(), acc.data(), 48, 7);
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("t.tif")), expected(KORVIMG_SIMPLE, KORVIMG_GBRG, avg16, w, h, 16, 16)));
+    kvtest::TempDir d;
+    std::mt19937 rng(8);
+    const int32_t w = 8, h = 6;
+    std::vector<Samples> f8, f16;
+    for (int i = 0; i < 7; ++i) {
+        f8.push_back(kvtest::random_frame(w, h, 255, rng));
+        f16.push_back(kvtest::random_frame(w, h, 65535, rng));
     }
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(f8, 1, false));
+    RUN_OK("demosaic", d.path("in.raw"), "--width", "8", "--height", "6", "--bits", "8", "-o", d.path("s.png"),
+           "-m", "nearest", "--stack", "--frames", "2:7");
+    std::vector<uint32_t> acc(48, 0);
+    for (int i = 2; i < 7; ++i) frame_add8(acc.data(), bytes_of(f8[static_cast<size_t>(i)]).data(), 48);
+    std::vector<uint8_t> avg(48);
+    frame_avg8(avg.data(), acc.data(), 48, 5);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("s.png")),
+                     expected(KORVIMG_NEAREST, 0, Samples(avg.begin(), avg.end()), w, h, 8, 8)));
+
+    kvtest::write_fits(d.path("in.fits"), 20, w, h, f16, "GBRG");
+    RUN_OK("demosaic", d.path("in.fits"), "-o", d.path("t.tif"), "-m", "simple", "--stack", "-j", "2");
+    std::fill(acc.begin(), acc.end(), 0u);
+    for (const auto &f : f16) frame_add16(acc.data(), f.data(), 48);
+    Samples avg16(48);
+    frame_avg16(avg16.data(), acc.data(), 48, 7);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("t.tif")), expected(KORVIMG_SIMPLE, KORVIMG_GBRG, avg16, w, h, 16, 16)));
 }
 
 TEST(Program, DepthReductionBestAndShift) {
-    if constexpr (!kvcli::exported("best_lookup_table12to8") || !kvcli::exported("histogram12") ||
-                  !kvcli::exported("convert_frame12to8")) {
-        GTEST_SKIP() << "tables or histograms are not in this build of the library";
-    } else {
-        kvtest::TempDir d;
-        std::mt19937 rng(9);
-        const int32_t w = 16, h = 12;
-        Samples f = kvtest::random_frame(w, h, 4095, rng);
-        for (auto &v : f) v = static_cast<uint16_t>(v / 8 + 1000);  // a narrow, uneven range
-        kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 4095, f));
-        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("best.png"), "-m", "simple", "--out-depth", "8",
-               "--reduce", "best");
-        std::vector<uint32_t> hist(4096);
-        histogram12(f.data(), w * h, hist.data());
-        std::vector<uint8_t> table(4096), reduced(f.size());
-        ASSERT_EQ(best_lookup_table12to8(hist.data(), table.data()), 1u);
-        convert_frame12to8LUT(f.data(), w * h, table.data(), reduced.data());
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("best.png")),
-                         expected(KORVIMG_SIMPLE, 0, Samples(reduced.begin(), reduced.end()), w, h, 8, 8)));
+    kvtest::TempDir d;
+    std::mt19937 rng(9);
+    const int32_t w = 16, h = 12;
+    Samples f = kvtest::random_frame(w, h, 4095, rng);
+    for (auto &v : f) v = static_cast<uint16_t>(v / 8 + 1000);  // a narrow, uneven range
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 4095, f));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("best.png"), "-m", "simple", "--out-depth", "8",
+           "--reduce", "best");
+    std::vector<uint32_t> hist(4096);
+    histogram12(f.data(), w * h, hist.data());
+    std::vector<uint8_t> table(4096), reduced(f.size());
+    ASSERT_EQ(best_lookup_table12to8(hist.data(), table.data()), 1u);
+    convert_frame12to8LUT(f.data(), w * h, table.data(), reduced.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("best.png")),
+                     expected(KORVIMG_SIMPLE, 0, Samples(reduced.begin(), reduced.end()), w, h, 8, 8)));
 
-        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("shift.png"), "-m", "simple", "--out-depth", "8");
-        convert_frame12to8(f.data(), w * h, reduced.data());
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("shift.png")),
-                         expected(KORVIMG_SIMPLE, 0, Samples(reduced.begin(), reduced.end()), w, h, 8, 8)));
-    }
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("shift.png"), "-m", "simple", "--out-depth", "8");
+    convert_frame12to8(f.data(), w * h, reduced.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("shift.png")),
+                     expected(KORVIMG_SIMPLE, 0, Samples(reduced.begin(), reduced.end()), w, h, 8, 8)));
 }
 
 TEST(Program, BrightnessContrastGammaTables) {
-    if constexpr (!kvcli::exported("create_BCG_LUT8") || !kvcli::exported("create_BCG_LUT10_8") ||
-                  !kvcli::exported("convert_frame8to8LUT")) {
-        GTEST_SKIP() << "tone tables are not in this build of the library";
-    } else {
-        kvtest::TempDir d;
-        std::mt19937 rng(10);
-        const int32_t w = 8, h = 8;
-        const Samples f8 = kvtest::random_frame(w, h, 255, rng), f10 = kvtest::random_frame(w, h, 1023, rng);
-        kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8));
-        kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
-        RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "nearest", "--bcg", "10,-20,30");
-        std::vector<uint8_t> table(1024), out(64);
-        ASSERT_EQ(create_BCG_LUT8(10, -20, 30, table.data()), 1);
-        convert_frame8to8LUT(bytes_of(f8).data(), 64, table.data(), out.data());
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, 0, Samples(out.begin(), out.end()), w, h, 8, 8)));
-        RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.png"), "-m", "nearest", "--bcg", "0,64,-5", "-d", "8");
-        ASSERT_EQ(create_BCG_LUT10_8(0, 64, -5, table.data()), 1);
-        convert_frame10to8LUT(f10.data(), 64, table.data(), out.data());
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_NEAREST, 0, Samples(out.begin(), out.end()), w, h, 8, 8)));
-    }
+    kvtest::TempDir d;
+    std::mt19937 rng(10);
+    const int32_t w = 8, h = 8;
+    const Samples f8 = kvtest::random_frame(w, h, 255, rng), f10 = kvtest::random_frame(w, h, 1023, rng);
+    kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8));
+    kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
+    RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "nearest", "--bcg", "10,-20,30");
+    std::vector<uint8_t> table(1024), out(64);
+    ASSERT_EQ(create_BCG_LUT8(10, -20, 30, table.data()), 1);
+    convert_frame8to8LUT(bytes_of(f8).data(), 64, table.data(), out.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, 0, Samples(out.begin(), out.end()), w, h, 8, 8)));
+    RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.png"), "-m", "nearest", "--bcg", "0,64,-5", "-d", "8");
+    ASSERT_EQ(create_BCG_LUT10_8(0, 64, -5, table.data()), 1);
+    convert_frame10to8LUT(f10.data(), 64, table.data(), out.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_NEAREST, 0, Samples(out.begin(), out.end()), w, h, 8, 8)));
 }
 
 TEST(Program, WhiteBalanceAndMedianFilter) {
-    if constexpr (!kvcli::exported("white_balance8grbg") || !kvcli::exported("median_filter8")) {
-        GTEST_SKIP() << "white balance or median filter is not in this build of the library";
-    } else {
-        kvtest::TempDir d;
-        std::mt19937 rng(11);
-        const int32_t w = 12, h = 8;
-        const Samples f = kvtest::random_frame(w, h, 200, rng);
-        kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 255, f));
-        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple", "-p", "grbg", "--wb", "auto",
-               "--median", "mosaic", "-q");
-        std::vector<uint8_t> raw = bytes_of(f);
-        median_filter8(raw.data(), w, h, 1);
-        double red = 0, blue = 0;
-        white_balance8grbg(raw.data(), w, h, &red, &blue);
-        ASSERT_GT(red, 0);
-        for (int32_t y = 0; y < h; ++y)
-            for (int32_t x = 0; x < w; ++x) {
-                const bool is_red = y % 2 == 0 && x % 2 == 1, is_blue = y % 2 == 1 && x % 2 == 0;  // grbg
-                if (!is_red && !is_blue) continue;
-                uint8_t &v = raw[static_cast<size_t>(y * w + x)];
-                const double s = std::floor(v * (is_red ? red : blue) + 0.5);
-                v = static_cast<uint8_t>(s > 255 ? 255 : s);
-            }
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
-                         expected(KORVIMG_SIMPLE, KORVIMG_GRBG, Samples(raw.begin(), raw.end()), w, h, 8, 8)));
-    }
+    kvtest::TempDir d;
+    std::mt19937 rng(11);
+    const int32_t w = 12, h = 8;
+    const Samples f = kvtest::random_frame(w, h, 200, rng);
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 255, f));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple", "-p", "grbg", "--wb", "auto",
+           "--median", "mosaic", "-q");
+    std::vector<uint8_t> raw = bytes_of(f);
+    median_filter8(raw.data(), w, h, 1);
+    double red = 0, blue = 0;
+    white_balance8grbg(raw.data(), w, h, &red, &blue);
+    ASSERT_GT(red, 0);
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
+            const bool is_red = y % 2 == 0 && x % 2 == 1, is_blue = y % 2 == 1 && x % 2 == 0;  // grbg
+            if (!is_red && !is_blue) continue;
+            uint8_t &v = raw[static_cast<size_t>(y * w + x)];
+            const double s = std::floor(v * (is_red ? red : blue) + 0.5);
+            v = static_cast<uint8_t>(s > 255 ? 255 : s);
+        }
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
+                     expected(KORVIMG_SIMPLE, KORVIMG_GRBG, Samples(raw.begin(), raw.end()), w, h, 8, 8)));
 }
 
 TEST(Program, ColourCorrectionByHslAndMatrix) {
-    if constexpr (!kvcli::exported("color_correction24") || !kvcli::exported("color_correction_sethsl")) {
-        GTEST_SKIP() << "colour correction is not in this build of the library";
-    } else {
-        kvtest::TempDir d;
-        std::mt19937 rng(12);
-        const int32_t w = 8, h = 6;
-        const Samples f = kvtest::random_frame(w, h, 255, rng);
-        kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 255, f));
-        const auto lib = kvtest::library_demosaic(KORVIMG_SIMPLE, 24, 0, f, w, h);
-        std::vector<uint8_t> img(lib.begin(), lib.end());
-        std::vector<uint8_t> a = img, b = img;
-        ColorCorrectionContext *ctx = color_correction_init();
-        ASSERT_NE(ctx, nullptr);
-        color_correction_sethsl(ctx, 30, 1.5, 0.9, 0.05);
-        color_correction24(ctx, a.data(), w, h);
-        const double m[12] = {1.2, 0, 0, 0.1, 1, 0, 0, 0, 0.8, 5, 0, -5};
-        color_correction_setmatrix(ctx, m);
-        color_correction_usematrix(ctx, 1);
-        color_correction24(ctx, b.data(), w, h);
-        color_correction_done(ctx);
-        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple", "--hsl", "30,1.5,0.9,0.05", "-q");
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
-                         kvtest::expected_picture(std::vector<uint32_t>(a.begin(), a.end()), w, h, 3, 8, 8, false)));
-        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("b.png"), "-m", "simple", "--matrix",
-               "1.2,0,0,0.1,1,0,0,0,0.8,5,0,-5", "-q");
-        EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")),
-                         kvtest::expected_picture(std::vector<uint32_t>(b.begin(), b.end()), w, h, 3, 8, 8, false)));
-    }
+    kvtest::TempDir d;
+    std::mt19937 rng(12);
+    const int32_t w = 8, h = 6;
+    const Samples f = kvtest::random_frame(w, h, 255, rng);
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 255, f));
+    const auto lib = kvtest::library_demosaic(KORVIMG_SIMPLE, 24, 0, f, w, h);
+    std::vector<uint8_t> img(lib.begin(), lib.end());
+    std::vector<uint8_t> a = img, b = img;
+    ColorCorrectionContext *ctx = color_correction_init();
+    ASSERT_NE(ctx, nullptr);
+    color_correction_sethsl(ctx, 30, 1.5, 0.9, 0.05);
+    color_correction24(ctx, a.data(), w, h);
+    const double m[12] = {1.2, 0, 0, 0.1, 1, 0, 0, 0, 0.8, 5, 0, -5};
+    color_correction_setmatrix(ctx, m);
+    color_correction_usematrix(ctx, 1);
+    color_correction24(ctx, b.data(), w, h);
+    color_correction_done(ctx);
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple", "--hsl", "30,1.5,0.9,0.05", "-q");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
+                     kvtest::expected_picture(std::vector<uint32_t>(a.begin(), a.end()), w, h, 3, 8, 8, false)));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("b.png"), "-m", "simple", "--matrix",
+           "1.2,0,0,0.1,1,0,0,0,0.8,5,0,-5", "-q");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")),
+                     kvtest::expected_picture(std::vector<uint32_t>(b.begin(), b.end()), w, h, 3, 8, 8, false)));
 }
 
 // ---- conventions --------------------------------------------------------------------------
