@@ -19,7 +19,6 @@ constexpr int kBlueSite[4] = {3, 2, 1, 0};
 }  // namespace
 
 void median_filter(RawFrame &frame, int mosaic) {
-    if (frame.width > 8192) throw usage_error("--median: rows wider than 8192 samples are not filtered by the library");
     const uint32_t flag = mosaic != 0 ? 1u : 0u;
     if (frame.wide()) median_filter16(frame.s16.data(), frame.width, frame.height, flag);
     else median_filter8(frame.s8.data(), frame.width, frame.height, flag);

@@ -275,6 +275,37 @@ TEST(Program, WhiteBalanceAndMedianFilter) {
                      expected(KORVIMG_SIMPLE, KORVIMG_GRBG, Samples(raw.begin(), raw.end()), w, h, 8, 8)));
 }
 
+// Rows far wider than 8192 samples go through the spike filter like any other.
+TEST(Program, MedianFilterOnVeryWideRows) {
+    kvtest::TempDir d;
+    std::mt19937 rng(13);
+    const int32_t w = 16388, h = 4;
+    const Samples f8 = kvtest::random_frame(w, h, 255, rng), f10 = kvtest::random_frame(w, h, 1023, rng);
+    kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8));
+    kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
+    // Some sample beyond column 8192 (and, for 16-bit words, within the first width
+    // bytes of the row, the part median_filter16 writes back) is changed by the filter.
+    auto changed_far_right = [&](const Samples &before, const Samples &after, int32_t end) {
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 8192; x < end; ++x)
+                if (before[static_cast<size_t>(y * w + x)] != after[static_cast<size_t>(y * w + x)]) return true;
+        return false;
+    };
+
+    RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "mono", "--median", "mosaic");
+    std::vector<uint8_t> raw = bytes_of(f8);
+    median_filter8(raw.data(), w, h, 1);
+    const Samples filtered8(raw.begin(), raw.end());
+    EXPECT_TRUE(changed_far_right(f8, filtered8, w));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_MONO, 0, filtered8, w, h, 8, 8)));
+
+    RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.png"), "-m", "mono", "--median", "adjacent");
+    Samples filtered10 = f10;
+    median_filter16(filtered10.data(), w, h, 0);
+    EXPECT_TRUE(changed_far_right(f10, filtered10, w / 2));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_MONO, 0, filtered10, w, h, 10, 16)));
+}
+
 TEST(Program, ColourCorrectionByHslAndMatrix) {
     kvtest::TempDir d;
     std::mt19937 rng(12);
