@@ -26,13 +26,6 @@ void expect_refused(const kvtest::TempDir &d, const std::string &input, const st
     EXPECT_EQ(d.entries(), before) << "output left behind after: " << r.err;
 }
 
-kvtest::SerSpec ser(int32_t w, int32_t h) {
-    kvtest::SerSpec s;
-    s.width = w;
-    s.height = h;
-    return s;
-}
-
 TEST(BadInput, WrongMagic) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("in.ser"), std::vector<uint8_t>(300, 'x'));
@@ -47,7 +40,7 @@ TEST(BadInput, WrongMagic) {
 
 TEST(BadInput, TruncatedData) {
     kvtest::TempDir d;
-    auto bytes = kvtest::ser_bytes(ser(8, 8), {Samples(64, 1), Samples(64, 2)});
+    auto bytes = kvtest::ser_bytes(kvtest::ser_spec(8, 8, 8), {Samples(64, 1), Samples(64, 2)});
     bytes.resize(bytes.size() - 1);
     kvtest::write_file(d.path("a.ser"), bytes);
     expect_refused(d, d.path("a.ser"), "truncated: the header promises 2 frames of 64 bytes");
@@ -80,10 +73,10 @@ TEST(BadInput, TruncatedFitsStackLeavesNoPartOfTheSequence) {
 
 TEST(BadInput, HeaderSizesThatLieOrOverflow) {
     kvtest::TempDir d;
-    auto spec = ser(0x40000000, 0x40000000);
+    auto spec = kvtest::ser_spec(8, 0x40000000, 0x40000000);
     kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(spec, {Samples(16, 1)}));
     expect_refused(d, d.path("a.ser"), "implausible SER frame size 1073741824 x 1073741824");
-    spec = ser(4, 4);
+    spec = kvtest::ser_spec(8, 4, 4);
     spec.frame_count = 0x7fffffff;
     kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(spec, {Samples(16, 1)}));
     expect_refused(d, d.path("b.ser"), "truncated: the header promises 2147483647 frames");
@@ -98,9 +91,9 @@ TEST(BadInput, HeaderSizesThatLieOrOverflow) {
 
 TEST(BadInput, ZeroOrAbsurdDimensions) {
     kvtest::TempDir d;
-    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(ser(0, 4), {Samples()}));
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 0, 4), {Samples()}));
     expect_refused(d, d.path("a.ser"), "implausible SER frame size 0 x 4");
-    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(ser(100000, 1), {Samples(100000, 0)}));
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 100000, 1), {Samples(100000, 0)}));
     expect_refused(d, d.path("b.ser"), "implausible SER frame size 100000 x 1");
     kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(0, 3, 255, {}));
     expect_refused(d, d.path("c.pgm"), "implausible PGM size 0 x 3");
@@ -114,12 +107,12 @@ TEST(BadInput, ZeroOrAbsurdDimensions) {
 TEST(BadInput, UnknownColourIds) {
     kvtest::TempDir d;
     for (int id : {1, 12, 99, 102, -1}) {
-        auto spec = ser(2, 2);
+        auto spec = kvtest::ser_spec(8, 2, 2);
         spec.colour_id = id;
         kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(spec, {Samples(4, 1)}));
         expect_refused(d, d.path("a.ser"), "unknown SER colour ID " + std::to_string(id));
     }
-    auto spec = ser(2, 2);
+    auto spec = kvtest::ser_spec(8, 2, 2);
     spec.colour_id = 101;
     kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(spec, {Samples(4, 1)}));
     expect_refused(d, d.path("b.ser"), "unsupported SER colour ID 101");

@@ -29,6 +29,17 @@ void put64(std::vector<uint8_t> &b, uint64_t v) {
 }
 }  // namespace
 
+SerSpec ser_spec(int32_t colour_id, int32_t width, int32_t height, int32_t depth, bool big_endian) {
+    SerSpec spec;
+    spec.colour_id = colour_id;
+    spec.width = width;
+    spec.height = height;
+    spec.depth = depth;
+    spec.little_endian_flag = big_endian ? 0 : 1;
+    spec.big_endian_data = big_endian;
+    return spec;
+}
+
 std::vector<uint8_t> ser_bytes(const SerSpec &spec, const std::vector<Samples> &frames) {
     const std::string id = "LUCAM-RECORDER";
     std::vector<uint8_t> b(id.begin(), id.end());

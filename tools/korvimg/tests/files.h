@@ -23,6 +23,9 @@ struct SerSpec {
     bool big_endian_data = false;
     bool timestamps = false;
 };
+// Width x height frames of `depth` bits; big endian: the header's flag and the
+// data both say so.
+SerSpec ser_spec(int32_t colour_id, int32_t width, int32_t height, int32_t depth = 8, bool big_endian = false);
 std::vector<uint8_t> ser_bytes(const SerSpec &spec, const std::vector<Samples> &frames);
 
 // bitpix 8, 16 (signed) or 20 (unsigned 16 through BZERO 32768); one frame is a 2-axis

@@ -27,6 +27,15 @@ using kvtest::Samples;
 }
 
 std::vector<uint8_t> bytes_of(const Samples &s) { return std::vector<uint8_t>(s.begin(), s.end()); }
+Samples samples_of(const std::vector<uint8_t> &b) { return Samples(b.begin(), b.end()); }
+
+// A random frame of values up to maxval, written as the PGM file `name` of that maxval.
+Samples random_pgm(const kvtest::TempDir &d, const std::string &name, int32_t w, int32_t h, int maxval,
+                   std::mt19937 &rng, const std::string &comment = "") {
+    Samples f = kvtest::random_frame(w, h, static_cast<uint32_t>(maxval), rng);
+    kvtest::write_file(d.path(name), kvtest::pgm_bytes(w, h, maxval, f, comment));
+    return f;
+}
 
 // Expected picture of demosaicing one frame with the library, as the program writes it.
 Picture expected(int method, int pattern, const Samples &frame, int32_t w, int32_t h, int bits, int out_bits,
@@ -50,10 +59,7 @@ TEST(Program, Ser8BitColourIdGivesThePatternAndFramesSelectOne) {
     std::vector<Samples> frames{kvtest::random_frame(w, h, 255, rng), kvtest::random_frame(w, h, 255, rng),
                                 kvtest::random_frame(w, h, 255, rng)};
     for (int id = 8; id <= 11; ++id) {
-        kvtest::SerSpec spec;
-        spec.colour_id = id;
-        spec.width = w;
-        spec.height = h;
+        kvtest::SerSpec spec = kvtest::ser_spec(id, w, h);
         spec.timestamps = id == 9;
         kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, frames));
         RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.png"), "--method", "nearest", "--frames", "1:2");
@@ -67,14 +73,7 @@ TEST(Program, Ser16BitBigEndianAt16BitOutput) {
     std::mt19937 rng(2);
     const int32_t w = 16, h = 10;
     std::vector<Samples> frames{kvtest::random_frame(w, h, 4095, rng)};
-    kvtest::SerSpec spec;
-    spec.colour_id = 11;
-    spec.little_endian_flag = 0;
-    spec.big_endian_data = true;
-    spec.width = w;
-    spec.height = h;
-    spec.depth = 12;
-    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, frames));
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(11, w, h, 12, true), frames));
     RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.png"), "-m", "simple");
     EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_SIMPLE, KORVIMG_BGGR, frames[0], w, h, 12, 16)));
     RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.tif"), "-m", "preview");
@@ -91,11 +90,7 @@ TEST(Program, MonochromeSerDefaultsToMono) {
     std::mt19937 rng(3);
     const int32_t w = 9, h = 7;  // odd: mono takes any size
     std::vector<Samples> frames{kvtest::random_frame(w, h, 255, rng)};
-    kvtest::SerSpec spec;
-    spec.colour_id = 0;
-    spec.width = w;
-    spec.height = h;
-    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, frames));
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(0, w, h), frames));
     RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.pgm"));
     EXPECT_TRUE(same(kvtest::read_picture(d.path("out.pgm")), expected(KORVIMG_MONO, 0, frames[0], w, h, 8, 8)));
 }
@@ -104,10 +99,8 @@ TEST(Program, EveryMethodAndPatternOnPgm) {
     kvtest::TempDir d;
     std::mt19937 rng(4);
     const int32_t w = 12, h = 8;
-    const Samples f8 = kvtest::random_frame(w, h, 255, rng);
-    const Samples f10 = kvtest::random_frame(w, h, 1023, rng);
-    kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8, "eight bits"));
-    kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng, "eight bits");
+    const Samples f10 = random_pgm(d, "in10.pgm", w, h, 1023, rng);
     for (int m = 0; m < kvcli::kMethods; ++m) {
         for (int p = 0; p < 4; ++p) {
             const std::string method = kvcli::kMethodNames[m], pattern = kvcli::kPatternNames[p];
@@ -198,7 +191,7 @@ TEST(Program, StackAveragesWithTheLibrarysSums) {
     std::vector<uint8_t> avg(48);
     frame_avg8(avg.data(), acc.data(), 48, 5);
     EXPECT_TRUE(same(kvtest::read_picture(d.path("s.png")),
-                     expected(KORVIMG_NEAREST, 0, Samples(avg.begin(), avg.end()), w, h, 8, 8)));
+                     expected(KORVIMG_NEAREST, 0, samples_of(avg), w, h, 8, 8)));
 
     kvtest::write_fits(d.path("in.fits"), 20, w, h, f16, "GBRG");
     RUN_OK("demosaic", d.path("in.fits"), "-o", d.path("t.tif"), "-m", "simple", "--stack", "-j", "2");
@@ -224,30 +217,28 @@ TEST(Program, DepthReductionBestAndShift) {
     ASSERT_EQ(best_lookup_table12to8(hist.data(), table.data()), 1u);
     convert_frame12to8LUT(f.data(), w * h, table.data(), reduced.data());
     EXPECT_TRUE(same(kvtest::read_picture(d.path("best.png")),
-                     expected(KORVIMG_SIMPLE, 0, Samples(reduced.begin(), reduced.end()), w, h, 8, 8)));
+                     expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
 
     RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("shift.png"), "-m", "simple", "--out-depth", "8");
     convert_frame12to8(f.data(), w * h, reduced.data());
     EXPECT_TRUE(same(kvtest::read_picture(d.path("shift.png")),
-                     expected(KORVIMG_SIMPLE, 0, Samples(reduced.begin(), reduced.end()), w, h, 8, 8)));
+                     expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
 }
 
 TEST(Program, BrightnessContrastGammaTables) {
     kvtest::TempDir d;
     std::mt19937 rng(10);
     const int32_t w = 8, h = 8;
-    const Samples f8 = kvtest::random_frame(w, h, 255, rng), f10 = kvtest::random_frame(w, h, 1023, rng);
-    kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8));
-    kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng), f10 = random_pgm(d, "in10.pgm", w, h, 1023, rng);
     RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "nearest", "--bcg", "10,-20,30");
     std::vector<uint8_t> table(1024), out(64);
     ASSERT_EQ(create_BCG_LUT8(10, -20, 30, table.data()), 1);
     convert_frame8to8LUT(bytes_of(f8).data(), 64, table.data(), out.data());
-    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, 0, Samples(out.begin(), out.end()), w, h, 8, 8)));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, 0, samples_of(out), w, h, 8, 8)));
     RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.png"), "-m", "nearest", "--bcg", "0,64,-5", "-d", "8");
     ASSERT_EQ(create_BCG_LUT10_8(0, 64, -5, table.data()), 1);
     convert_frame10to8LUT(f10.data(), 64, table.data(), out.data());
-    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_NEAREST, 0, Samples(out.begin(), out.end()), w, h, 8, 8)));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_NEAREST, 0, samples_of(out), w, h, 8, 8)));
 }
 
 TEST(Program, WhiteBalanceAndMedianFilter) {
@@ -272,7 +263,7 @@ TEST(Program, WhiteBalanceAndMedianFilter) {
             v = static_cast<uint8_t>(s > 255 ? 255 : s);
         }
     EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
-                     expected(KORVIMG_SIMPLE, KORVIMG_GRBG, Samples(raw.begin(), raw.end()), w, h, 8, 8)));
+                     expected(KORVIMG_SIMPLE, KORVIMG_GRBG, samples_of(raw), w, h, 8, 8)));
 }
 
 // Rows far wider than 8192 samples go through the spike filter like any other.
@@ -280,9 +271,7 @@ TEST(Program, MedianFilterOnVeryWideRows) {
     kvtest::TempDir d;
     std::mt19937 rng(13);
     const int32_t w = 16388, h = 4;
-    const Samples f8 = kvtest::random_frame(w, h, 255, rng), f10 = kvtest::random_frame(w, h, 1023, rng);
-    kvtest::write_file(d.path("in8.pgm"), kvtest::pgm_bytes(w, h, 255, f8));
-    kvtest::write_file(d.path("in10.pgm"), kvtest::pgm_bytes(w, h, 1023, f10));
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng), f10 = random_pgm(d, "in10.pgm", w, h, 1023, rng);
     // Some sample beyond column 8192 (and, for 16-bit words, within the first width
     // bytes of the row, the part median_filter16 writes back) is changed by the filter.
     auto changed_far_right = [&](const Samples &before, const Samples &after, int32_t end) {
@@ -295,7 +284,7 @@ TEST(Program, MedianFilterOnVeryWideRows) {
     RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "mono", "--median", "mosaic");
     std::vector<uint8_t> raw = bytes_of(f8);
     median_filter8(raw.data(), w, h, 1);
-    const Samples filtered8(raw.begin(), raw.end());
+    const Samples filtered8 = samples_of(raw);
     EXPECT_TRUE(changed_far_right(f8, filtered8, w));
     EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_MONO, 0, filtered8, w, h, 8, 8)));
 
@@ -310,8 +299,7 @@ TEST(Program, ColourCorrectionByHslAndMatrix) {
     kvtest::TempDir d;
     std::mt19937 rng(12);
     const int32_t w = 8, h = 6;
-    const Samples f = kvtest::random_frame(w, h, 255, rng);
-    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 255, f));
+    const Samples f = random_pgm(d, "in.pgm", w, h, 255, rng);
     const auto lib = kvtest::library_demosaic(KORVIMG_SIMPLE, 24, 0, f, w, h);
     std::vector<uint8_t> img(lib.begin(), lib.end());
     std::vector<uint8_t> a = img, b = img;
