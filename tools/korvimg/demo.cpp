@@ -1,6 +1,6 @@
 // korvimg demo: renders a test chart, mosaics it for each pattern, runs every demosaic
-// method, prints PSNR against the chart and time per frame, and writes
-// the pictures and a labelled contact sheet.
+// method, prints PSNR against the chart and time per frame, and writes the pictures
+// and a labelled contact sheet.
 #include <sys/stat.h>
 
 #include <algorithm>
