@@ -90,5 +90,40 @@ struct Ops {
     }
 };
 
+// Arithmetic on samples widened to twice their size (16-bit elements for 8-bit
+// samples, 32-bit for 16-bit samples), signed, so that sums, differences and
+// corrections cannot overflow. A vector of samples widens into lo() and hi(); any
+// element-wise work on both and narrow() gives the samples back in their order.
+template <class I, class S>
+struct Wide {
+    using V = typename I::V;
+    static constexpr bool wide = sizeof(S) == 2;
+
+    static V lo(V v) { return wide ? I::unpacklo16(v, I::zero()) : I::unpacklo8(v, I::zero()); }
+    static V hi(V v) { return wide ? I::unpackhi16(v, I::zero()) : I::unpackhi8(v, I::zero()); }
+    // Back to samples, clamping to 0 .. the largest sample.
+    static V narrow(V lo, V hi) { return wide ? I::packus32(lo, hi) : I::packus16(lo, hi); }
+
+    static V set(int x) { return wide ? I::set32(x) : I::set16(x); }
+    static V add(V a, V b) { return wide ? I::add32(a, b) : I::add16(a, b); }
+    static V sub(V a, V b) { return wide ? I::sub32(a, b) : I::sub16(a, b); }
+    static V abs(V a) { return wide ? I::abs32(a) : I::abs16(a); }
+    static V eq(V a, V b) { return wide ? I::cmpeq32(a, b) : I::cmpeq16(a, b); }
+    static V gt(V a, V b) { return wide ? I::cmpgt32(a, b) : I::cmpgt16(a, b); }
+    // mask ? a : b
+    static V select(V mask, V a, V b) { return I::or_(I::and_(mask, a), I::andnot(mask, b)); }
+    // Shift right of a value that is never negative (the floor of a / 2^K).
+    template <int K> static V shr(V a) { return wide ? I::template srl32<K>(a) : I::template srl16<K>(a); }
+    // Signed division by 2^K truncating toward zero.
+    template <int K> static V div(V a) {
+        const V sign = wide ? I::template sra32<31>(a) : I::template sra16<15>(a);
+        const V biased = add(a, I::and_(sign, set((1 << K) - 1)));
+        return wide ? I::template sra32<K>(biased) : I::template sra16<K>(biased);
+    }
+    // All ones in the elements of even index (within each widened half), for
+    // columns whose parity alternates with the element index.
+    static V even_elements() { return wide ? I::set64(0xFFFFFFFFll) : I::set32(0xFFFF); }
+};
+
 }  // namespace simd
 }  // namespace korvimg

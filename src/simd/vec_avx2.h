@@ -22,15 +22,27 @@ struct Avx2 {
     static V and_(V a, V b) { return _mm256_and_si256(a, b); }
     static V or_(V a, V b) { return _mm256_or_si256(a, b); }
     static V xor_(V a, V b) { return _mm256_xor_si256(a, b); }
+    static V andnot(V a, V b) { return _mm256_andnot_si256(a, b); }  // ~a & b
+    static V set64(long long x) { return _mm256_set1_epi64x(x); }
 
     template <int K> static V sll16(V v) { return _mm256_slli_epi16(v, K); }
     template <int K> static V srl16(V v) { return _mm256_srli_epi16(v, K); }
     template <int K> static V sll32(V v) { return _mm256_slli_epi32(v, K); }
     template <int K> static V srl32(V v) { return _mm256_srli_epi32(v, K); }
     template <int K> static V sra32(V v) { return _mm256_srai_epi32(v, K); }
+    template <int K> static V sra16(V v) { return _mm256_srai_epi16(v, K); }
 
     static V sub8(V a, V b) { return _mm256_sub_epi8(a, b); }
     static V sub16(V a, V b) { return _mm256_sub_epi16(a, b); }
+    static V sub32(V a, V b) { return _mm256_sub_epi32(a, b); }
+    static V add16(V a, V b) { return _mm256_add_epi16(a, b); }
+    static V add32(V a, V b) { return _mm256_add_epi32(a, b); }
+    static V cmpeq16(V a, V b) { return _mm256_cmpeq_epi16(a, b); }
+    static V cmpeq32(V a, V b) { return _mm256_cmpeq_epi32(a, b); }
+    static V cmpgt16(V a, V b) { return _mm256_cmpgt_epi16(a, b); }
+    static V cmpgt32(V a, V b) { return _mm256_cmpgt_epi32(a, b); }
+    static V abs16(V a) { return _mm256_abs_epi16(a); }
+    static V abs32(V a) { return _mm256_abs_epi32(a); }
     static V avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
     static V avg16(V a, V b) { return _mm256_avg_epu16(a, b); }
 
@@ -46,6 +58,7 @@ struct Avx2 {
     // 64-bit quarters back in element order.
     static V packus16(V a, V b) { return _mm256_packus_epi16(a, b); }
     static V packs32(V a, V b) { return _mm256_packs_epi32(a, b); }
+    static V packus32(V a, V b) { return _mm256_packus_epi32(a, b); }
     static V pack_order(V v) { return _mm256_permute4x64_epi64(v, 0xD8); }
 
     // The lane-wise unpacking leaves p0 = pixels [0..q) and [4q..5q), p1 = [q..2q) and

@@ -22,15 +22,30 @@ struct Sse2 {
     static V and_(V a, V b) { return _mm_and_si128(a, b); }
     static V or_(V a, V b) { return _mm_or_si128(a, b); }
     static V xor_(V a, V b) { return _mm_xor_si128(a, b); }
+    static V andnot(V a, V b) { return _mm_andnot_si128(a, b); }  // ~a & b
+    static V set64(long long x) { return _mm_set1_epi64x(x); }
 
     template <int K> static V sll16(V v) { return _mm_slli_epi16(v, K); }
     template <int K> static V srl16(V v) { return _mm_srli_epi16(v, K); }
     template <int K> static V sll32(V v) { return _mm_slli_epi32(v, K); }
     template <int K> static V srl32(V v) { return _mm_srli_epi32(v, K); }
     template <int K> static V sra32(V v) { return _mm_srai_epi32(v, K); }
+    template <int K> static V sra16(V v) { return _mm_srai_epi16(v, K); }
 
     static V sub8(V a, V b) { return _mm_sub_epi8(a, b); }
     static V sub16(V a, V b) { return _mm_sub_epi16(a, b); }
+    static V sub32(V a, V b) { return _mm_sub_epi32(a, b); }
+    static V add16(V a, V b) { return _mm_add_epi16(a, b); }
+    static V add32(V a, V b) { return _mm_add_epi32(a, b); }
+    static V cmpeq16(V a, V b) { return _mm_cmpeq_epi16(a, b); }
+    static V cmpeq32(V a, V b) { return _mm_cmpeq_epi32(a, b); }
+    static V cmpgt16(V a, V b) { return _mm_cmpgt_epi16(a, b); }  // signed
+    static V cmpgt32(V a, V b) { return _mm_cmpgt_epi32(a, b); }  // signed
+    static V abs16(V a) { return _mm_max_epi16(a, _mm_sub_epi16(_mm_setzero_si128(), a)); }
+    static V abs32(V a) {
+        const V sign = _mm_srai_epi32(a, 31);
+        return _mm_sub_epi32(_mm_xor_si128(a, sign), sign);
+    }
     static V avg8(V a, V b) { return _mm_avg_epu8(a, b); }    // rounds up
     static V avg16(V a, V b) { return _mm_avg_epu16(a, b); }  // rounds up
 
@@ -44,6 +59,16 @@ struct Sse2 {
     // Narrowing packs; the 128-bit forms keep a's elements before b's.
     static V packus16(V a, V b) { return _mm_packus_epi16(a, b); }
     static V packs32(V a, V b) { return _mm_packs_epi32(a, b); }
+    // Signed 32-bit to unsigned 16-bit with saturation (SSE4.1's packusdw).
+    static V packus32(V a, V b) {
+        auto clamp = [](V v) {
+            v = _mm_andnot_si128(_mm_srai_epi32(v, 31), v);  // below 0: 0
+            const V over = _mm_cmpgt_epi32(v, _mm_set1_epi32(65535));
+            v = _mm_or_si128(_mm_andnot_si128(over, v), _mm_and_si128(over, _mm_set1_epi32(65535)));
+            return _mm_sub_epi32(v, _mm_set1_epi32(32768));
+        };
+        return _mm_xor_si128(_mm_packs_epi32(clamp(a), clamp(b)), _mm_set1_epi16(static_cast<short>(0x8000)));
+    }
     static V pack_order(V v) { return v; }
 
     // Four vectors of interleaved pixels made by unpacking (lo/lo, lo/hi, hi/lo,
