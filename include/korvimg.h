@@ -271,7 +271,7 @@ typedef struct ColorCorrectionContext ColorCorrectionContext;
 
 /* A new context with identity parameters, or null when memory is refused. */
 KORVIMG_API ColorCorrectionContext *KORVIMG_CALL color_correction_init(void);
-/* Releases the context; returns 1. */
+/* Releases the context with memory_free; returns 1. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_done(ColorCorrectionContext *context);
 /* In every setter and getter the gain of a pair comes before its offset. Offsets are
    in 0..255 sample units; lightness gain and offset on a 0..1 scale; hue in degrees. */
@@ -292,10 +292,16 @@ KORVIMG_API uint32_t KORVIMG_CALL color_correction_getrgb(ColorCorrectionContext
 /* matrix: 12 doubles m0..m11 (see above). */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_setmatrix(ColorCorrectionContext *context, const double *matrix);
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_getmatrix(ColorCorrectionContext *context, double *matrix);
-/* Nonzero flag: use the matrix. Always returns 0, also when it did its work. */
+/* Nonzero flag: use the matrix. Always returns 0, also when it did its work.
+   Every setter (set, setrgb, sethsl, setmatrix, usematrix) moves an 8-bit generation
+   on by one, even with unchanged values; cached colours of other generations are
+   recomputed when next met, and after 256 setter calls old entries count again. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_usematrix(ColorCorrectionContext *context, uint32_t use_matrix);
 /* Correct an image in place (B, G, R bytes; the fourth byte of 32-bit pixels is kept).
-   Returns 1, or 0 for a null context. */
+   Returns 1, or 0 for a null context; a width x height (signed 32-bit product) below 1
+   returns 1 untouched. Results are truncated to bytes, so once any setter has run the
+   HSL round trip moves many colours one step down even with default values; only a
+   fresh context is an exact identity. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction24(ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height);
 KORVIMG_API uint32_t KORVIMG_CALL color_correction32(ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height);
 /* The 16-bit formats are not corrected: these do nothing and return 0 (one function). */
@@ -305,8 +311,10 @@ KORVIMG_API uint32_t KORVIMG_CALL color_correction64(ColorCorrectionContext *con
 /* ------------------------------------------------------------------------------
  * White balance (grey world): writes mean green / mean red and mean green / mean blue,
  * or -1.0 for a gain whose channel sums to 0. Sums are unsigned 32-bit and wrap.
- * The raw family walks 2x2 tiles; the 10- and 12-bit names are one function.
- * The colour family takes a pixel count.
+ * The raw family walks 2x2 tiles and halves the green sum (two greens per tile); an
+ * odd height leaves the last row out, and with an odd width each row of tiles starts
+ * one sample further left (row of tiles k reads from k samples before row 2k). The
+ * 10- and 12-bit names are one function. The colour family takes a pixel count.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL white_balance8bggr(const uint8_t *source, int32_t width, int32_t height, double *red_gain, double *blue_gain);
 KORVIMG_API void KORVIMG_CALL white_balance8gbrg(const uint8_t *source, int32_t width, int32_t height, double *red_gain, double *blue_gain);
@@ -376,7 +384,8 @@ KORVIMG_API uint32_t KORVIMG_CALL best_lookup_table8from12(const uint32_t *histo
 /* ------------------------------------------------------------------------------
  * Frame arithmetic on a caller-owned accumulator of count unsigned 32-bit sums (the
  * caller clears it). Sums wrap modulo 2^32; add_sub adds before it subtracts; avg
- * divides truncating and keeps the low 8 or 16 bits. A count below 1 does nothing.
+ * divides truncating and keeps the low 8 or 16 bits. A count below 1 does nothing;
+ * avg with a divisor of 0 writes nothing.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL frame_add8(uint32_t *accumulator, const uint8_t *frame, int32_t count);
 KORVIMG_API void KORVIMG_CALL frame_add16(uint32_t *accumulator, const uint16_t *frame, int32_t count);
@@ -389,8 +398,11 @@ KORVIMG_API void KORVIMG_CALL frame_avg16(uint16_t *destination, const uint32_t 
  * Row spike filter, in place: each sample is limited to the range of its two
  * same-colour row neighbours and the two straight-line extrapolations beyond them
  * (a perfectly flat neighbourhood leaves it alone). mosaic nonzero: neighbours two
- * apart (raw Bayer rows); 0: adjacent. median_filter16 writes back only the first
- * width bytes of each row (width / 2 samples); the rest of the row keeps its input.
+ * apart (raw Bayer rows); 0: adjacent. Each row is filtered from its own unfiltered
+ * values; columns within 2 (or 4) of either end keep theirs. median_filter16 writes
+ * back only the first width bytes of each row (width / 2 samples, and for an odd
+ * width the low byte of the next one); the rest of the row keeps its input. Any
+ * width works (no row-length limit); a height below 1 or a width below 1 does nothing.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL median_filter8(uint8_t *frame, int32_t width, int32_t height, uint32_t mosaic);
 KORVIMG_API void KORVIMG_CALL median_filter16(uint16_t *frame, int32_t width, int32_t height, uint32_t mosaic);
