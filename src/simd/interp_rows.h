@@ -90,19 +90,17 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
             own_plane = third_plane = I::zero();
             green_plane = Wd::narrow(green_h[0], green_h[1]);
         } else {
-            // The greens of the first pass around the columns j .. j + n - 1, from the
-            // output rows above, of and below the row.
-            S g[3][n + 2];
-            for (int row = 0; row < 3; ++row) {
-                const S *px = out + ((row - 1) * w - 1) * C + kGreen;
-                for (int k = 0; k < n + 2; ++k) g[row][k] = px[k * C];
-            }
+            // The greens of the first pass, from the output rows above, of and below
+            // the row, one column left of, at and right of the columns j .. j + n - 1.
+            auto green_vector = [&](int row, int column) {
+                return I::template greens<S, C>(out + ((row - 1) * w + column - 1) * C);
+            };
             const V nw = I::load(s - w - 1), ne = I::load(s - w + 1), sw = I::load(s + w - 1), se = I::load(s + w + 1);
-            const V gc = I::load(&g[1][1]);
+            const V gc = green_vector(1, 1);
             V own_h[2], third_h[2];
             for (int h = 0; h < 2; ++h) {
                 auto wide = [h](V v) { return h ? Wd::hi(v) : Wd::lo(v); };
-                auto green = [&](int row, int k) { return wide(I::load(&g[row][k])); };
+                auto green = [&](int row, int column) { return wide(green_vector(row, column)); };
                 const V G = wide(gc), g2 = Wd::add(G, G);
                 // At green sites: the row colour along the row, the other along the column.
                 const V horizontal = Wd::add(Wd::template shr<1>(Wd::add(wide(l), wide(r))),

@@ -75,6 +75,31 @@ struct Sse2 {
     // hi/hi) are already in pixel order here.
     static void pixel_order(V &, V &, V &, V &) {}
 
+    // Channel 1 (green) of 16 / sizeof(S) consecutive pixels of C channels from px on,
+    // as one vector of samples. Without a byte shuffle the three-channel pixels are
+    // gathered one by one.
+    template <class S, int C>
+    static V greens(const S *px) {
+        if constexpr (C == 4) {
+            auto piece = [&](int k) { return load(reinterpret_cast<const uint8_t *>(px) + 16 * k); };
+            if constexpr (sizeof(S) == 1) {
+                auto g = [&](int k) { return _mm_and_si128(_mm_srli_epi32(piece(k), 8), _mm_set1_epi32(0xFF)); };
+                return _mm_packus_epi16(_mm_packs_epi32(g(0), g(1)), _mm_packs_epi32(g(2), g(3)));
+            } else {
+                // Two pixels per piece: the greens to dwords 0 and 1.
+                auto g = [&](int k) {
+                    const V v = _mm_and_si128(_mm_srli_epi64(piece(k), 16), _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF));
+                    return _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 1, 2, 0));
+                };
+                return packus32(_mm_unpacklo_epi64(g(0), g(1)), _mm_unpacklo_epi64(g(2), g(3)));
+            }
+        } else {
+            S g[16 / sizeof(S)];
+            for (size_t k = 0; k < 16 / sizeof(S); ++k) g[k] = px[k * C + 1];
+            return load(g);
+        }
+    }
+
     // Stores four vectors of four-channel pixels as three-channel pixels (the
     // fourth channel, which is 0, dropped): 48 bytes, exactly.
     template <class S>
