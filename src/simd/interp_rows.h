@@ -40,8 +40,7 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
         if constexpr (Op == InterpOp::bilinear || Op == InterpOp::adaptive) {
             const V ul = I::load(s - w - 1), ur = I::load(s - w + 1), dl = I::load(s + w - 1);
             V own_h[2], green_h[2], third_h[2];
-            for (int h = 0; h < 2; ++h) {
-                auto wide = [h](V v) { return h ? Wd::hi(v) : Wd::lo(v); };
+            auto half = [&](int h, auto wide) {
                 const V X = wide(x), L = wide(l), R = wide(r), U = wide(u), D_ = wide(d);
                 const V UL = wide(ul), UR = wide(ur), DL = wide(dl);
                 const V lr = Wd::add(L, R), ud = Wd::add(U, D_);
@@ -63,15 +62,16 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
                 own_h[h] = pick(along_row, X);
                 green_h[h] = pick(X, green_own);
                 third_h[h] = pick(along_column, third_own);
-            }
+            };
+            half(0, [](V v) { return Wd::lo(v); });
+            half(1, [](V v) { return Wd::hi(v); });
             own_plane = Wd::narrow(own_h[0], own_h[1]);
             green_plane = Wd::narrow(green_h[0], green_h[1]);
             third_plane = Wd::narrow(third_h[0], third_h[1]);
         } else if constexpr (Op == InterpOp::laplacian_green) {
             const V uu = I::load(s - 2 * w), dd = I::load(s + 2 * w), ll = I::load(s - 2), rr = I::load(s + 2);
             V green_h[2];
-            for (int h = 0; h < 2; ++h) {
-                auto wide = [h](V v) { return h ? Wd::hi(v) : Wd::lo(v); };
+            auto half = [&](int h, auto wide) {
                 const V X = wide(x), L = wide(l), R = wide(r), U = wide(u), D_ = wide(d);
                 const V x2 = Wd::add(X, X);
                 const V hd = Wd::sub(Wd::sub(x2, wide(ll)), wide(rr));
@@ -85,7 +85,9 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
                 const V horizontal = Wd::add(Wd::template shr<1>(lr), Wd::template div<2>(hd));
                 const V green = Wd::select(Wd::eq(gh, gv), both, Wd::select(Wd::gt(gh, gv), vertical, horizontal));
                 green_h[h] = pick(X, green);
-            }
+            };
+            half(0, [](V v) { return Wd::lo(v); });
+            half(1, [](V v) { return Wd::hi(v); });
             // Only the green matters; the other channels are rewritten by the second pass.
             own_plane = third_plane = I::zero();
             green_plane = Wd::narrow(green_h[0], green_h[1]);
@@ -98,8 +100,7 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
             const V nw = I::load(s - w - 1), ne = I::load(s - w + 1), sw = I::load(s + w - 1), se = I::load(s + w + 1);
             const V gc = green_vector(1, 1);
             V own_h[2], third_h[2];
-            for (int h = 0; h < 2; ++h) {
-                auto wide = [h](V v) { return h ? Wd::hi(v) : Wd::lo(v); };
+            auto half = [&](int h, auto wide) {
                 auto green = [&](int row, int column) { return wide(green_vector(row, column)); };
                 const V G = wide(gc), g2 = Wd::add(G, G);
                 // At green sites: the row colour along the row, the other along the column.
@@ -119,7 +120,9 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
                 const V opposite = Wd::select(Wd::eq(a, b), four, Wd::select(Wd::gt(b, a), first, second));
                 own_h[h] = pick(horizontal, wide(x));
                 third_h[h] = pick(vertical, opposite);
-            }
+            };
+            half(0, [](V v) { return Wd::lo(v); });
+            half(1, [](V v) { return Wd::hi(v); });
             own_plane = Wd::narrow(own_h[0], own_h[1]);
             green_plane = gc;
             third_plane = Wd::narrow(third_h[0], third_h[1]);
