@@ -190,7 +190,10 @@ KORVIMG_API uint32_t KORVIMG_CALL preview64rggb(const uint16_t *source, int32_t 
 
 /* bilinear: full-resolution interpolation from the nearest samples of each missing
  * colour. Refused (returns 0, writes nothing) when width or height is odd or below 4;
- * otherwise writes width x height pixels and returns 1. */
+ * otherwise writes width x height pixels and returns 1. At a red or blue site away
+ * from the first and last column the missing colour is (UL + 2 UR + DL) >> 2: the
+ * above-right sample counts twice, the below-right one is not read. The first and
+ * last rows are shared with adaptive and laplacian. */
 KORVIMG_API uint32_t KORVIMG_CALL bilinear24bggr(const uint8_t *source, int32_t width, int32_t height, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL bilinear24gbrg(const uint8_t *source, int32_t width, int32_t height, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL bilinear24grbg(const uint8_t *source, int32_t width, int32_t height, uint8_t *destination);
@@ -274,7 +277,10 @@ KORVIMG_API ColorCorrectionContext *KORVIMG_CALL color_correction_init(void);
 /* Releases the context with memory_free; returns 1. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_done(ColorCorrectionContext *context);
 /* In every setter and getter the gain of a pair comes before its offset. Offsets are
-   in 0..255 sample units; lightness gain and offset on a 0..1 scale; hue in degrees. */
+   in 0..255 sample units; lightness gain and offset on a 0..1 scale; hue in degrees.
+   Values are stored unchecked. A shifted hue is wrapped into 0..360 by whole turns;
+   one beyond 2^55 degrees in magnitude (or infinite), which no number of turns can
+   bring into range, is taken as 0. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_set(ColorCorrectionContext *context,
     double red_gain, double red_offset, double green_gain, double green_offset,
     double blue_gain, double blue_offset, double hue_shift, double saturation_gain,
@@ -336,7 +342,12 @@ KORVIMG_API void KORVIMG_CALL white_balance64(const uint16_t *source, int32_t co
 /* ------------------------------------------------------------------------------
  * Brightness, contrast and gamma tables. Settings are clamped to -127..127. Fills the
  * whole table (256, 1024 or 4096 entries) and returns 1, or 0 for a null table.
- * The 10- and 12-bit tables reach 1024 and 4096, one above the largest sample.
+ * Entry i, in single precision: x = (i + 0.5) / n; x = x ^ (3 ^ (gamma / 127)) unless
+ * gamma is 0; ((x - 0.5) * 4 ^ (contrast / 127) + 0.5 + brightness / 254) times 256
+ * (the _8 tables and LUT8), 1024 or 4096, truncated and clamped to 0..limit.
+ * Contrast +-64 is exactly 2.0 and 0.5. The limit is 255 for the byte tables; the
+ * 10- and 12-bit tables reach 1024 and 4096, one above the largest sample.
+ * The tables are the same on every platform (the power is correctly rounded).
  * ---------------------------------------------------------------------------- */
 KORVIMG_API uint8_t KORVIMG_CALL create_BCG_LUT8(int32_t brightness, int32_t contrast, int32_t gamma, uint8_t *table);
 KORVIMG_API uint8_t KORVIMG_CALL create_BCG_LUT10(int32_t brightness, int32_t contrast, int32_t gamma, uint16_t *table);
@@ -346,7 +357,9 @@ KORVIMG_API uint8_t KORVIMG_CALL create_BCG_LUT12_8(int32_t brightness, int32_t 
 
 /* ------------------------------------------------------------------------------
  * Lookup tables and bit-depth conversion over flat runs of count samples. A count
- * below 1 does nothing and returns 1. Source samples index the table unchanged.
+ * below 1 does nothing and returns 1. Source samples index the table unchanged; the
+ * caller's table must have an entry for every sample. Source and destination may
+ * be one buffer where their sample widths agree.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL apply_lut(const uint16_t *source, int32_t count, const uint8_t *table, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame8to8LUT(const uint8_t *source, int32_t count, const uint8_t *table, uint8_t *destination);
@@ -357,10 +370,12 @@ KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to8LUT(const uint16_t *source, 
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame10to10LUT(const uint16_t *source, int32_t count, const uint16_t *table, uint16_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to10LUT(const uint16_t *source, int32_t count, const uint16_t *table, uint16_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to12LUT(const uint16_t *source, int32_t count, const uint16_t *table, uint16_t *destination);
-/* Drop the low 2 or 4 bits. */
+/* Drop the low 2 or 4 bits through a 1024- or 4096-entry table. A sample above 1023
+   (or 4095) reads the table's last entry and becomes 255. */
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame10to8(const uint16_t *source, int32_t count, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to8(const uint16_t *source, int32_t count, uint8_t *destination);
-/* Shift left by 2 or 4 bits. Return 0 for a null source or destination. */
+/* Shift left by 2 or 4 bits. Return 0 for a null source or destination (tested
+   before the count). */
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame8to10(const uint8_t *source, int32_t count, uint16_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame8to12(const uint8_t *source, int32_t count, uint16_t *destination);
 /* Fill a 1024- or 4096-entry table with i / 4 or i / 16. Return 0 for a null table. */
@@ -371,7 +386,9 @@ KORVIMG_API uint32_t KORVIMG_CALL lookup_table12to8(uint8_t *table);
  * Best lookup tables: depth-reducing tables adapted to a histogram by merging the
  * adjacent intervals with the smallest combined count (lowest first on ties).
  * The "from" variants take a histogram at the lower depth and spread each count
- * evenly (count / 4 or count / 16) over the finer values. Return 1, or 0 when the
+ * evenly (count / 4 or count / 16) over the finer values. Sums are unsigned 32-bit
+ * and wrap. Every table maps 0 to level 0 and the last input to the top level and
+ * is monotonic. The working array comes from memory_alloc. Return 1, or 0 when the
  * working memory could not be had (table untouched).
  * ---------------------------------------------------------------------------- */
 KORVIMG_API uint32_t KORVIMG_CALL best_lookup_table10to8(const uint32_t *histogram1024, uint8_t *table1024);

@@ -3,6 +3,7 @@
 // random colours, parameters and set/apply sequences.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <random>
@@ -361,6 +362,34 @@ TEST(ColourCorrection, WholeTurnsOfHueGiveTheSameColoursUpToTheWrap) {
     }
     for (int k = 1; k < 3; ++k)
         for (size_t at = 0; at < img.size(); ++at) ASSERT_LE(std::abs(out[k][at] - out[0][at]), 1) << at;
+}
+
+// Hue shifts of many turns: the wrap jumps whole turns at once, and must land exactly
+// where the model's literal one-turn-at-a-time loops land.
+TEST(ColourCorrection, HueShiftsOfManyTurnsMatchTheTurnByTurnWrap) {
+    Context ctx;
+    std::mt19937 rng(3600);
+    const Bytes img = random_image(rng, 300, 3);
+    for (double shift : {7200.25, -7200.25, 1e6 + 0.1, -1e6 - 0.1, 12345678.9, -98765432.1, 360.0 * 1e5, -360.0 * 1e5}) {
+        model::ColourParams p;
+        p.hue_shift = shift;
+        ASSERT_EQ(color_correction_sethsl(ctx.c, shift, 1, 1, 0), 1u);
+        ASSERT_EQ(correct(ctx.c, img, 3), model_image(p, img, 3)) << shift;
+    }
+}
+
+// A hue that no number of turns brings into range (infinite, or so large that adding
+// 360 no longer changes it) is taken as 0 instead of looping for ever: pure red,
+// whose hue is 0, then comes out as with no shift at all.
+TEST(ColourCorrection, HueShiftsBeyondAnyNumberOfTurnsEndAsHueZero) {
+    Context ctx;
+    const Bytes red = {0, 0, 255, 0, 0, 200};  // two reds, B G R order
+    ASSERT_EQ(color_correction_sethsl(ctx.c, 0.0, 0.5, 1, 0), 1u);
+    const Bytes reference = correct(ctx.c, red, 3);
+    for (double shift : {HUGE_VAL, -HUGE_VAL, 1e300, -1e300, 4e16, -4e16}) {
+        ASSERT_EQ(color_correction_sethsl(ctx.c, shift, 0.5, 1, 0), 1u);
+        EXPECT_EQ(correct(ctx.c, red, 3), reference) << shift;
+    }
 }
 
 TEST(ColourCorrection, FourthByteOfThirtyTwoBitPixelsIsKept) {

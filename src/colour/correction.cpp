@@ -2,11 +2,35 @@
 // pixel whose cache entry carries the current generation is a table copy; any other
 // is computed by the matrix or by the gain/offset + HSL model, in double precision,
 // and the result is stored back with the current stamp.
+#include <cmath>
 #include "colour/context.h"
 #include "frame/traits.h"
 
 namespace korvimg {
 namespace {
+
+// Brings a hue into 0..360 as "while below 0 add 360, then while above 360 subtract
+// 360" does, without taking one step per turn. Below 2^55 in magnitude every step of
+// that loop is exact (360 is a multiple of the value's unit in the last place there),
+// so jumping by a whole number of turns that does not overshoot, then finishing with
+// the loop itself, gives the loop's very result. Beyond 2^55, and for infinities,
+// the loop would never finish (adding 360 no longer changes the value) or would take
+// billions of years; such a hue is taken as 0. A NaN hue stays NaN.
+double wrap_hue(double hue) {
+    constexpr double kLimit = 36028797018963968.0;  // 2^55
+    if (hue <= -kLimit || hue >= kLimit) return 0.0;
+    if (hue < 0.0) {
+        const double turns = std::floor(-hue / 360.0) - 1.0;
+        if (turns > 0.0) hue += 360.0 * turns;
+        while (hue < 0.0) hue += 360.0;
+    }
+    if (hue > 360.0) {
+        const double turns = std::floor(hue / 360.0) - 1.0;
+        if (turns > 0.0) hue -= 360.0 * turns;
+        while (hue > 360.0) hue -= 360.0;
+    }
+    return hue;
+}
 
 // Above 255 gives 255, below 0 gives 0, anything else is truncated toward zero. A NaN
 // (possible only from NaN parameters) gives 0.
@@ -72,8 +96,7 @@ uint32_t hsl_model(const ColorCorrectionContext &c, uint32_t blue, uint32_t gree
     lightness = clamp_unit(lightness * c.lightness_gain + c.lightness_offset);
 
     // Back to red, green, blue. 360 itself is kept as 360.
-    while (hue < 0.0) hue += 360.0;
-    while (hue > 360.0) hue -= 360.0;
+    hue = wrap_hue(hue);
     double wr, wg, wb;
     if (hue < 120.0) {
         wr = at_most_one((120.0 - hue) / 60.0);
