@@ -20,11 +20,13 @@ std::vector<Isa> fast_isas() {
     return v;
 }
 
-// Widths: every even width up to 200 (every width for mono, whose frame is one run),
-// and a few large ones. Heights vary with the width.
-std::vector<int32_t> widths(bool any_width) {
+// Widths: every even width from the smallest the method takes up to 200 (every width
+// for mono, whose frame is one run), and a few large ones. Heights vary with the width.
+std::vector<int32_t> widths(int method) {
+    const bool any_width = method == kt::kMono;
+    const bool interpolating = method == kt::kBilinear || method == kt::kAdaptive || method == kt::kLaplacian;
     std::vector<int32_t> v;
-    for (int32_t w = any_width ? 1 : 2; w <= 200; w += any_width ? 1 : 2) v.push_back(w);
+    for (int32_t w = any_width ? 1 : interpolating ? 4 : 2; w <= 200; w += any_width ? 1 : 2) v.push_back(w);
     for (int32_t w : {256, 510, 1030, 2050, 3842}) v.push_back(w);
     return v;
 }
@@ -66,8 +68,8 @@ void compare_with_plain(int method) {
         const int channels = depth == 24 || depth == 48 ? 3 : 4;
         const uint32_t maxv = sample_bytes == 1 ? 255u : 65535u;
         for (int pattern = 0; pattern < 4; ++pattern) {
-            for (int32_t w : widths(method == kt::kMono)) {
-                const int32_t h = method == kt::kMono ? 1 + (w % 3) : 2 + 2 * ((w / 2) % 3);
+            for (int32_t w : widths(method)) {
+                const int32_t h = (method == kt::kMono ? 1 + (w % 3) : 2 + 2 * ((w / 2) % 3)) + (w >= 4 ? 2 : 0);
                 // A random frame, and one structured kind that changes with the width.
                 for (int kind : {0, 1 + (w / 2) % (kt::kFrameKinds - 1)}) {
                     const auto raw = kt::pack(kt::make_frame(kind, w, h, maxv, rng), sample_bytes);
@@ -95,6 +97,9 @@ TEST(FastPaths, BayerMatchesThePlainRoutine) { compare_with_plain(kt::kBayer); }
 TEST(FastPaths, NearestMatchesThePlainRoutine) { compare_with_plain(kt::kNearest); }
 TEST(FastPaths, SimpleMatchesThePlainRoutine) { compare_with_plain(kt::kSimple); }
 TEST(FastPaths, PreviewMatchesThePlainRoutine) { compare_with_plain(kt::kPreview); }
+TEST(FastPaths, BilinearMatchesThePlainRoutine) { compare_with_plain(kt::kBilinear); }
+TEST(FastPaths, AdaptiveMatchesThePlainRoutine) { compare_with_plain(kt::kAdaptive); }
+TEST(FastPaths, LaplacianMatchesThePlainRoutine) { compare_with_plain(kt::kLaplacian); }
 
 // The entry refuses what the export refuses, with every instruction set.
 TEST(FastPaths, RefusalsAreTheSameOnEveryPath) {
