@@ -83,6 +83,29 @@ ColorCorrectionContext *new_context() {
     return c;
 }
 
+// A colour-image function of (image, pixel count, ...) over one of the scene's images.
+template <class T>
+double image_bytes(std::vector<T> Scene::*image) {
+    return static_cast<double>((scene().*image).size() * sizeof(T));
+}
+
+template <class T, class Fn>
+void white_balance_image(const std::string &name, Fn fn, std::vector<T> Scene::*image) {
+    add_if(name, fn, [fn, image](benchmark::State &st) {
+        double r, b;
+        loop(st, image_bytes(image), [&] { fn((scene().*image).data(), kWidth * kHeight, &r, &b); });
+    });
+}
+
+template <class T, class Fn>
+void histogram_image(const std::string &name, Fn fn, std::vector<T> Scene::*image, size_t bins) {
+    add_if(name, fn, [fn, image, bins](benchmark::State &st) {
+        std::vector<uint32_t> r(bins), g(bins), b(bins);
+        loop(st, image_bytes(image),
+             [&] { fn((scene().*image).data(), kWidth * kHeight, r.data(), g.data(), b.data()); });
+    });
+}
+
 void colour() {
     auto init = KB_FIND(color_correction_init);
     add_if("colour/context_init", init, [init](benchmark::State &st) {
@@ -126,26 +149,10 @@ void colour() {
         double r, b;
         loop(st, 2 * N, [&] { wb12(scene().raw16.data(), kWidth, kHeight, &r, &b); });
     });
-    auto wb24 = KB_FIND(white_balance24);
-    add_if("white_balance/24", wb24, [wb24](benchmark::State &st) {
-        double r, b;
-        loop(st, 3 * N, [&] { wb24(scene().bgr24.data(), kWidth * kHeight, &r, &b); });
-    });
-    auto wb32 = KB_FIND(white_balance32);
-    add_if("white_balance/32", wb32, [wb32](benchmark::State &st) {
-        double r, b;
-        loop(st, 4 * N, [&] { wb32(scene().bgrx32.data(), kWidth * kHeight, &r, &b); });
-    });
-    auto wb48 = KB_FIND(white_balance48);
-    add_if("white_balance/48", wb48, [wb48](benchmark::State &st) {
-        double r, b;
-        loop(st, 6 * N, [&] { wb48(scene().bgr48.data(), kWidth * kHeight, &r, &b); });
-    });
-    auto wb64 = KB_FIND(white_balance64);
-    add_if("white_balance/64", wb64, [wb64](benchmark::State &st) {
-        double r, b;
-        loop(st, 8 * N, [&] { wb64(scene().bgrx64.data(), kWidth * kHeight, &r, &b); });
-    });
+    white_balance_image("white_balance/24", KB_FIND(white_balance24), &Scene::bgr24);
+    white_balance_image("white_balance/32", KB_FIND(white_balance32), &Scene::bgrx32);
+    white_balance_image("white_balance/48", KB_FIND(white_balance48), &Scene::bgr48);
+    white_balance_image("white_balance/64", KB_FIND(white_balance64), &Scene::bgrx64);
 }
 
 // ---- tone tables and conversions -------------------------------------------------------------
@@ -319,26 +326,12 @@ void frames() {
         std::vector<uint32_t> h(4096);
         loop(st, 2 * N, [&] { h12(scene().raw16.data(), kWidth * kHeight, h.data()); });
     });
-    auto h824 = KB_FIND(histogram8_24);
-    add_if("histogram/8_24", h824, [h824](benchmark::State &st) {
-        std::vector<uint32_t> r(256), g(256), b(256);
-        loop(st, 3 * N, [&] { h824(scene().bgr24.data(), kWidth * kHeight, r.data(), g.data(), b.data()); });
-    });
-    auto h832 = KB_FIND(histogram8_32);
-    add_if("histogram/8_32", h832, [h832](benchmark::State &st) {
-        std::vector<uint32_t> r(256), g(256), b(256);
-        loop(st, 4 * N, [&] { h832(scene().bgrx32.data(), kWidth * kHeight, r.data(), g.data(), b.data()); });
-    });
-    auto h1248 = KB_FIND(histogram12_48);
-    add_if("histogram/12_48", h1248, [h1248](benchmark::State &st) {
-        std::vector<uint32_t> r(4096), g(4096), b(4096);
-        loop(st, 6 * N, [&] { h1248(scene().bgr48.data(), kWidth * kHeight, r.data(), g.data(), b.data()); });
-    });
-    auto h1264 = KB_FIND(histogram12_64);
-    add_if("histogram/12_64", h1264, [h1264](benchmark::State &st) {
-        std::vector<uint32_t> r(4096), g(4096), b(4096);
-        loop(st, 8 * N, [&] { h1264(scene().bgrx64.data(), kWidth * kHeight, r.data(), g.data(), b.data()); });
-    });
+    histogram_image("histogram/8_24", KB_FIND(histogram8_24), &Scene::bgr24, 256);
+    histogram_image("histogram/8_32", KB_FIND(histogram8_32), &Scene::bgrx32, 256);
+    histogram_image("histogram/10_48", KB_FIND(histogram10_48), &Scene::bgr48, 1024);
+    histogram_image("histogram/10_64", KB_FIND(histogram10_64), &Scene::bgrx64, 1024);
+    histogram_image("histogram/12_48", KB_FIND(histogram12_48), &Scene::bgr48, 4096);
+    histogram_image("histogram/12_64", KB_FIND(histogram12_64), &Scene::bgrx64, 4096);
     auto h8r = KB_FIND(histogram8rggb);
     add_if("histogram/8rggb", h8r, [h8r](benchmark::State &st) {
         std::vector<uint32_t> r(256), g(256), b(256);

@@ -27,7 +27,7 @@ std::vector<int32_t> widths(int method) {
     const bool interpolating = method == kt::kBilinear || method == kt::kAdaptive || method == kt::kLaplacian;
     std::vector<int32_t> v;
     for (int32_t w = any_width ? 1 : interpolating ? 4 : 2; w <= 200; w += any_width ? 1 : 2) v.push_back(w);
-    for (int32_t w : {256, 510, 1030, 2050, 3842}) v.push_back(w);
+    for (int32_t w : {256, 1030, 3842}) v.push_back(w);
     return v;
 }
 
@@ -69,9 +69,14 @@ void compare_with_plain(int method) {
         const uint32_t maxv = sample_bytes == 1 ? 255u : 65535u;
         for (int pattern = 0; pattern < 4; ++pattern) {
             for (int32_t w : widths(method)) {
-                const int32_t h = (method == kt::kMono ? 1 + (w % 3) : 2 + 2 * ((w / 2) % 3)) + (w >= 4 ? 2 : 0);
+                // Small frames of a few rows; the large widths only with the rows the
+                // method needs (the laplacian's second pass starts at six).
+                const bool large = w > 200;
+                const int32_t h = large ? (method == kt::kMono ? 1 : 6)
+                                        : (method == kt::kMono ? 1 + (w % 3) : 2 + 2 * ((w / 2) % 3)) + (w >= 4 ? 2 : 0);
                 // A random frame, and one structured kind that changes with the width.
                 for (int kind : {0, 1 + (w / 2) % (kt::kFrameKinds - 1)}) {
+                    if (large && kind != 0) continue;
                     const auto raw = kt::pack(kt::make_frame(kind, w, h, maxv, rng), sample_bytes);
                     const size_t pixels = half ? static_cast<size_t>(w / 2) * static_cast<size_t>(h / 2)
                                                : static_cast<size_t>(w) * static_cast<size_t>(h);
