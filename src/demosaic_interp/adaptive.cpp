@@ -1,6 +1,7 @@
 // adaptive: the bilinear method with an edge-directed green at the blue and red
 // sites of the core (columns and rows 2 to size - 3). Every other pixel is bilinear.
 #include "demosaic_interp/adaptive.h"
+#include "frame/isa_entry.h"
 
 namespace korvimg {
 namespace {
@@ -8,6 +9,7 @@ namespace {
 // In the core, green sites keep the bilinear rule and the row's own-colour sites take
 // the edge-directed one.
 struct AdaptiveCore {
+    static constexpr InterpOp op = InterpOp::adaptive;
     template <class D, RowType T>
     static void own(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
         adaptive_pixel<D, Row<T>::own>(source, width, destination);
@@ -19,9 +21,10 @@ struct AdaptiveCore {
 };
 
 template <class D, Pattern P>
-bool adaptive(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination) {
+bool adaptive(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination,
+              Isa isa = best_isa()) {
     if (!interp_size_ok(width, height)) return false;
-    core_frame<AdaptiveCore, D, P>(source, width, height, destination);
+    core_frame<AdaptiveCore, D, P>(source, width, height, destination, isa);
     return true;
 }
 
@@ -29,3 +32,4 @@ bool adaptive(const typename D::Sample *source, int32_t width, int32_t height, t
 }  // namespace korvimg
 
 KORVIMG_DEMOSAIC_FAMILY(adaptive, ::korvimg::adaptive)
+KORVIMG_ISA_ENTRY(adaptive_isa, ::korvimg::adaptive)

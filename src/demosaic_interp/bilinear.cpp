@@ -2,6 +2,7 @@
 // colours. Row 0 and the last row come from the border fillers, every other row from
 // the bilinear inner-row rules.
 #include "demosaic_interp/bilinear_rules.h"
+#include "frame/isa_entry.h"
 
 namespace korvimg {
 
@@ -12,13 +13,14 @@ void left_blue_pixel64(const uint16_t *&source, int32_t width, uint16_t *&destin
 namespace {
 
 template <class D, Pattern P>
-bool bilinear(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination) {
+bool bilinear(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination,
+              Isa isa = best_isa()) {
     if (!interp_size_ok(width, height)) return false;
     constexpr RowType even = Mosaic<P>::even_row, odd = Mosaic<P>::odd_row;
     border_row<D, even>(source, width, destination);
     for (int32_t i = 0; i < (height - 2) / 2; ++i) {
-        bilinear_row<D, odd>(source, width, destination);
-        bilinear_row<D, even>(source, width, destination);
+        bilinear_row<D, odd>(source, width, destination, isa);
+        bilinear_row<D, even>(source, width, destination, isa);
     }
     border_row<D, odd>(source, -width, destination);
     return true;
@@ -28,3 +30,4 @@ bool bilinear(const typename D::Sample *source, int32_t width, int32_t height, t
 }  // namespace korvimg
 
 KORVIMG_DEMOSAIC_FAMILY(bilinear, ::korvimg::bilinear)
+KORVIMG_ISA_ENTRY(bilinear_isa, ::korvimg::bilinear)

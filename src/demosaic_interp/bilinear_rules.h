@@ -38,10 +38,13 @@ struct BilinearRules {
     }
 };
 
-// One whole inner row of width `width` by the bilinear rules.
+// One whole inner row of width `width` by the bilinear rules (the middle of the row
+// by the fast kernel of `isa`, where there is one).
 template <class D, RowType T>
-inline void bilinear_row(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
-    walk_row<BilinearRules, D, T>(source, width, destination, (width - 2) / 2);
+inline void bilinear_row(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination,
+                         Isa isa) {
+    walk_row<BilinearRules, D, T>(source, width, destination, (width - 2) / 2,
+                                  interp_kernel<InterpOp::bilinear, D, T>(isa));
 }
 
 // Column 0 of row 1 in adaptive64grbg and laplacian64grbg: a blue site of a
@@ -52,25 +55,35 @@ void left_blue_pixel64(const uint16_t *&source, int32_t width, uint16_t *&destin
 // Row 1 of the adaptive and laplacian methods: a bilinear row, whose first pixel
 // adaptive64grbg and laplacian64grbg compute through left_blue_pixel64.
 template <class D, Pattern P>
-inline void second_row(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
+inline void second_row(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination,
+                       Isa isa) {
     constexpr RowType T = Mosaic<P>::odd_row;
     if constexpr (D::bits == 64 && P == Pattern::grbg) {
         static_assert(T == RowType::bg, "row 1 of grbg starts with blue");
         left_blue_pixel64(source, width, destination);
-        walk_row_rest<BilinearRules, D, T>(source, width, destination, (width - 2) / 2);
+        walk_row_rest<BilinearRules, D, T>(source, width, destination, (width - 2) / 2,
+                                           interp_kernel<InterpOp::bilinear, D, T>(isa));
     } else {
-        bilinear_row<D, T>(source, width, destination);
+        bilinear_row<D, T>(source, width, destination, isa);
     }
 }
 
 // Columns 2 to width - 3 of a row as (width - 4) / 2 pairs of pixels by Core:
 //   Core::template own<D, T>(source, width, destination)    a site of the row's colour
 //   Core::template green<D, T>(source, width, destination)  a green site
-// each advancing both cursors by one pixel. The cursors start at column 2.
+// each advancing both cursors by one pixel. The cursors start at column 2. The fast
+// kernel of Core::op for `isa`, where there is one, does the first part of the pairs.
 template <class Core, class D, RowType T>
-inline void core_pairs(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
+inline void core_pairs(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination,
+                       Isa isa) {
     const ptrdiff_t pairs = (width - 4) / 2;
-    for (ptrdiff_t i = 0; i < pairs; ++i) {
+    ptrdiff_t i = 0;
+    if (const auto kernel = interp_kernel<Core::op, D, T>(isa)) {
+        i = kernel(source, width, destination, pairs);
+        source += 2 * i;
+        destination += 2 * i * D::channels;
+    }
+    for (; i < pairs; ++i) {
         if constexpr (Row<T>::own_first) {
             Core::template own<D, T>(source, width, destination);
             Core::template green<D, T>(source, width, destination);
@@ -85,12 +98,12 @@ inline void core_pairs(const typename D::Sample *&source, int32_t width, typenam
 // methods: columns 0, 1, width - 2 and width - 1 by the bilinear rules, the columns
 // between them by Core (core_pairs).
 template <class Core, class D, RowType T>
-inline void core_row(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
+inline void core_row(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination, Isa isa) {
     constexpr bool own_first = Row<T>::own_first;
     using B = BilinearRules;
     B::pixel<D, T, !own_first, Col::first>(source, width, destination);
     B::pixel<D, T, own_first, Col::inner>(source, width, destination);
-    core_pairs<Core, D, T>(source, width, destination);
+    core_pairs<Core, D, T>(source, width, destination, isa);
     B::pixel<D, T, !own_first, Col::inner>(source, width, destination);
     B::pixel<D, T, own_first, Col::last>(source, width, destination);
 }
@@ -101,15 +114,15 @@ inline void core_row(const typename D::Sample *&source, int32_t width, typename 
 // rules, row height - 1 by its border filler. The sizes have been checked.
 template <class Core, class D, Pattern P>
 inline void core_frame(const typename D::Sample *source, int32_t width, int32_t height,
-                       typename D::Sample *destination) {
+                       typename D::Sample *destination, Isa isa) {
     constexpr RowType even = Mosaic<P>::even_row, odd = Mosaic<P>::odd_row;
     border_row<D, even>(source, width, destination);
-    second_row<D, P>(source, width, destination);
+    second_row<D, P>(source, width, destination, isa);
     for (int32_t i = 0; i < (height - 4) / 2; ++i) {
-        core_row<Core, D, even>(source, width, destination);
-        core_row<Core, D, odd>(source, width, destination);
+        core_row<Core, D, even>(source, width, destination, isa);
+        core_row<Core, D, odd>(source, width, destination, isa);
     }
-    bilinear_row<D, even>(source, width, destination);
+    bilinear_row<D, even>(source, width, destination, isa);
     border_row<D, odd>(source, -width, destination);
 }
 

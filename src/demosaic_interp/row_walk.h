@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "frame/traits.h"
+#include "simd/kernels.h"
 
 namespace korvimg {
 
@@ -56,12 +57,19 @@ inline uint32_t clamp_to(int32_t v) {
 // and advances both cursors by one pixel.
 // The row is column 0, then `pairs` pairs of columns (1, 2), (3, 4), ..., then the
 // last column. Which column holds green follows from the row type alone.
-// walk_row_rest is the same walk from column 1 on.
+// walk_row_rest is the same walk from column 1 on. A fast kernel, when given, does
+// the first part of the pairs.
 template <class Rules, class D, RowType T>
 inline void walk_row_rest(const typename D::Sample *&source, ptrdiff_t stride, typename D::Sample *&destination,
-                          ptrdiff_t pairs) {
+                          ptrdiff_t pairs, simd::PairsFn<typename D::Sample> kernel = nullptr) {
     constexpr bool own_first = Row<T>::own_first;
-    for (ptrdiff_t i = 0; i < pairs; ++i) {
+    ptrdiff_t i = 0;
+    if (kernel != nullptr) {
+        i = kernel(source, stride, destination, pairs);
+        source += 2 * i;
+        destination += 2 * i * D::channels;
+    }
+    for (; i < pairs; ++i) {
         Rules::template pixel<D, T, own_first, Col::inner>(source, stride, destination);
         Rules::template pixel<D, T, !own_first, Col::inner>(source, stride, destination);
     }
@@ -70,9 +78,9 @@ inline void walk_row_rest(const typename D::Sample *&source, ptrdiff_t stride, t
 
 template <class Rules, class D, RowType T>
 inline void walk_row(const typename D::Sample *&source, ptrdiff_t stride, typename D::Sample *&destination,
-                     ptrdiff_t pairs) {
+                     ptrdiff_t pairs, simd::PairsFn<typename D::Sample> kernel = nullptr) {
     Rules::template pixel<D, T, !Row<T>::own_first, Col::first>(source, stride, destination);
-    walk_row_rest<Rules, D, T>(source, stride, destination, pairs);
+    walk_row_rest<Rules, D, T>(source, stride, destination, pairs, kernel);
 }
 
 }  // namespace korvimg

@@ -1,10 +1,12 @@
 // bayer: each photosite shown in the colour of its filter, the other two channels 0.
 #include "demosaic_simple/tile_walk.h"
+#include "frame/isa_entry.h"
 
 namespace korvimg {
 namespace {
 
 struct BayerView {
+    static constexpr TileOp op = TileOp::bayer;
     static constexpr bool half_size = false;
 
     // The pixel of a photosite of colour C holding sample s.
@@ -29,11 +31,13 @@ struct BayerView {
 };
 
 template <class D, Pattern P>
-bool bayer(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination) {
-    return tile_walk<BayerView, D, P>(source, width, height, destination);
+bool bayer(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination,
+           Isa isa = best_isa()) {
+    return tile_walk<BayerView, D, P>(source, width, height, destination, isa);
 }
 
 }  // namespace
 }  // namespace korvimg
 
 KORVIMG_DEMOSAIC_FAMILY(bayer, ::korvimg::bayer)
+KORVIMG_ISA_ENTRY(bayer_isa, ::korvimg::bayer)

@@ -1,11 +1,13 @@
 // nearest: every pixel of a tile takes the tile's red and blue samples and the green
 // of its own tile row. No neighbouring tile is read.
 #include "demosaic_simple/tile_walk.h"
+#include "frame/isa_entry.h"
 
 namespace korvimg {
 namespace {
 
 struct NearestTiles {
+    static constexpr TileOp op = TileOp::nearest;
     static constexpr bool half_size = false;
 
     template <class D, Pattern P>
@@ -24,11 +26,13 @@ struct NearestTiles {
 };
 
 template <class D, Pattern P>
-bool nearest(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination) {
-    return tile_walk<NearestTiles, D, P>(source, width, height, destination);
+bool nearest(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination,
+             Isa isa = best_isa()) {
+    return tile_walk<NearestTiles, D, P>(source, width, height, destination, isa);
 }
 
 }  // namespace
 }  // namespace korvimg
 
 KORVIMG_DEMOSAIC_FAMILY(nearest, ::korvimg::nearest)
+KORVIMG_ISA_ENTRY(nearest_isa, ::korvimg::nearest)

@@ -9,6 +9,7 @@ namespace korvimg {
 
 template <bool HalfSize>
 struct TileColour {
+    static constexpr TileOp op = HalfSize ? TileOp::preview : TileOp::simple;
     static constexpr bool half_size = HalfSize;
 
     template <class D, Pattern P>

@@ -1,0 +1,137 @@
+// 256-bit integer vectors (AVX2) under the names of vec_sse2.h. Only for *_avx2.cpp
+// files, which are compiled with -mavx2 and reached only after the CPU check.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+namespace korvimg {
+
+struct Avx2 {
+    using V = __m256i;
+    static constexpr int bytes = 32;
+
+    static V load(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
+    static void store(void *p, V v) { _mm256_storeu_si256(static_cast<__m256i *>(p), v); }
+    static V zero() { return _mm256_setzero_si256(); }
+    static V set8(int x) { return _mm256_set1_epi8(static_cast<char>(x)); }
+    static V set16(int x) { return _mm256_set1_epi16(static_cast<short>(x)); }
+    static V set32(int x) { return _mm256_set1_epi32(x); }
+
+    static V and_(V a, V b) { return _mm256_and_si256(a, b); }
+    static V or_(V a, V b) { return _mm256_or_si256(a, b); }
+    static V xor_(V a, V b) { return _mm256_xor_si256(a, b); }
+    static V andnot(V a, V b) { return _mm256_andnot_si256(a, b); }  // ~a & b
+    static V set64(long long x) { return _mm256_set1_epi64x(x); }
+
+    template <int K> static V sll16(V v) { return _mm256_slli_epi16(v, K); }
+    template <int K> static V srl16(V v) { return _mm256_srli_epi16(v, K); }
+    template <int K> static V sll32(V v) { return _mm256_slli_epi32(v, K); }
+    template <int K> static V srl32(V v) { return _mm256_srli_epi32(v, K); }
+    template <int K> static V sra32(V v) { return _mm256_srai_epi32(v, K); }
+    template <int K> static V sra16(V v) { return _mm256_srai_epi16(v, K); }
+
+    static V sub8(V a, V b) { return _mm256_sub_epi8(a, b); }
+    static V sub16(V a, V b) { return _mm256_sub_epi16(a, b); }
+    static V sub32(V a, V b) { return _mm256_sub_epi32(a, b); }
+    static V add16(V a, V b) { return _mm256_add_epi16(a, b); }
+    static V add32(V a, V b) { return _mm256_add_epi32(a, b); }
+    static V cmpeq16(V a, V b) { return _mm256_cmpeq_epi16(a, b); }
+    static V cmpeq32(V a, V b) { return _mm256_cmpeq_epi32(a, b); }
+    static V cmpgt16(V a, V b) { return _mm256_cmpgt_epi16(a, b); }
+    static V cmpgt32(V a, V b) { return _mm256_cmpgt_epi32(a, b); }
+    static V abs16(V a) { return _mm256_abs_epi16(a); }
+    static V abs32(V a) { return _mm256_abs_epi32(a); }
+    static V avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
+    static V avg16(V a, V b) { return _mm256_avg_epu16(a, b); }
+
+    // Unpacks work within each 128-bit lane.
+    static V unpacklo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
+    static V unpackhi8(V a, V b) { return _mm256_unpackhi_epi8(a, b); }
+    static V unpacklo16(V a, V b) { return _mm256_unpacklo_epi16(a, b); }
+    static V unpackhi16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
+    static V unpacklo32(V a, V b) { return _mm256_unpacklo_epi32(a, b); }
+    static V unpackhi32(V a, V b) { return _mm256_unpackhi_epi32(a, b); }
+
+    // Packs work within lanes too, giving a.lo, b.lo, a.hi, b.hi; pack_order puts the
+    // 64-bit quarters back in element order.
+    static V packus16(V a, V b) { return _mm256_packus_epi16(a, b); }
+    static V packs32(V a, V b) { return _mm256_packs_epi32(a, b); }
+    static V packus32(V a, V b) { return _mm256_packus_epi32(a, b); }
+    static V pack_order(V v) { return _mm256_permute4x64_epi64(v, 0xD8); }
+
+    // The lane-wise unpacking leaves p0 = pixels [0..q) and [4q..5q), p1 = [q..2q) and
+    // [5q..6q) and so on (q pixels per lane); reorder to four consecutive runs.
+    static void pixel_order(V &p0, V &p1, V &p2, V &p3) {
+        const V a = _mm256_permute2x128_si256(p0, p1, 0x20), b = _mm256_permute2x128_si256(p2, p3, 0x20);
+        const V c = _mm256_permute2x128_si256(p0, p1, 0x31), d = _mm256_permute2x128_si256(p2, p3, 0x31);
+        p0 = a; p1 = b; p2 = c; p3 = d;
+    }
+
+    // Channel 1 (green) of bytes / sizeof(S) consecutive pixels of C channels from px
+    // on, as one vector of samples. Lane 0 takes the first half of the pixels, lane 1
+    // the second; each 16-byte piece gives its greens to its own bytes of the lane.
+    template <class S, int C>
+    static V greens(const S *px) {
+        const uint8_t *p = reinterpret_cast<const uint8_t *>(px);
+        constexpr int half = 16 * C;  // bytes of the pixels of lane 0: 48 or 64
+        auto piece = [&](int k) { return _mm256_loadu2_m128i(reinterpret_cast<const __m128i *>(p + half + 16 * k),
+                                                              reinterpret_cast<const __m128i *>(p + 16 * k)); };
+        const char z = -1;
+        if constexpr (C == 3 && sizeof(S) == 1) {
+            return _mm256_or_si256(
+                _mm256_or_si256(_mm256_shuffle_epi8(piece(0), _mm256_setr_epi8(1, 4, 7, 10, 13, z, z, z, z, z, z, z, z, z, z, z,
+                                                                               1, 4, 7, 10, 13, z, z, z, z, z, z, z, z, z, z, z)),
+                                _mm256_shuffle_epi8(piece(1), _mm256_setr_epi8(z, z, z, z, z, 0, 3, 6, 9, 12, 15, z, z, z, z, z,
+                                                                               z, z, z, z, z, 0, 3, 6, 9, 12, 15, z, z, z, z, z))),
+                _mm256_shuffle_epi8(piece(2), _mm256_setr_epi8(z, z, z, z, z, z, z, z, z, z, z, 2, 5, 8, 11, 14,
+                                                               z, z, z, z, z, z, z, z, z, z, z, 2, 5, 8, 11, 14)));
+        } else if constexpr (C == 3) {
+            return _mm256_or_si256(
+                _mm256_or_si256(_mm256_shuffle_epi8(piece(0), _mm256_setr_epi8(2, 3, 8, 9, 14, 15, z, z, z, z, z, z, z, z, z, z,
+                                                                               2, 3, 8, 9, 14, 15, z, z, z, z, z, z, z, z, z, z)),
+                                _mm256_shuffle_epi8(piece(1), _mm256_setr_epi8(z, z, z, z, z, z, 4, 5, 10, 11, z, z, z, z, z, z,
+                                                                               z, z, z, z, z, z, 4, 5, 10, 11, z, z, z, z, z, z))),
+                _mm256_shuffle_epi8(piece(2), _mm256_setr_epi8(z, z, z, z, z, z, z, z, z, z, 0, 1, 6, 7, 12, 13,
+                                                               z, z, z, z, z, z, z, z, z, z, 0, 1, 6, 7, 12, 13)));
+        } else {
+            // Four pieces, each giving four bytes of the lane: its greens moved to
+            // bytes 4k .. 4k + 3.
+            V out = _mm256_setzero_si256();
+            for (int k = 0; k < 4; ++k) {
+                char m[16];
+                for (int b = 0; b < 16; ++b) m[b] = z;
+                for (int b = 0; b < 4; ++b)
+                    m[4 * k + b] = static_cast<char>(sizeof(S) == 1 ? 4 * b + 1 : (b < 2 ? 2 + b : 8 + b));
+                const __m128i m128 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(m));
+                out = _mm256_or_si256(out, _mm256_shuffle_epi8(piece(k), _mm256_broadcastsi128_si256(m128)));
+            }
+            return out;
+        }
+    }
+
+    // Four vectors of four-channel pixels stored as three-channel pixels: 96 bytes,
+    // exactly. Each lane is squeezed to 12 bytes (3 dwords), then the 24 dwords are
+    // gathered into three full vectors.
+    template <class S>
+    static void store3(S *out, V p0, V p1, V p2, V p3) {
+        const V squeeze = sizeof(S) == 1
+            ? _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
+                               0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1)
+            : _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1,
+                               0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
+        // Valid dwords of each squeezed vector: 0, 1, 2, 4, 5, 6.
+        const V q0 = _mm256_shuffle_epi8(p0, squeeze), q1 = _mm256_shuffle_epi8(p1, squeeze);
+        const V q2 = _mm256_shuffle_epi8(p2, squeeze), q3 = _mm256_shuffle_epi8(p3, squeeze);
+        auto perm = [](V v, int a, int b, int c, int d, int e, int f, int g, int h) {
+            return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
+        };
+        uint8_t *o = reinterpret_cast<uint8_t *>(out);
+        store(o, _mm256_blend_epi32(perm(q0, 0, 1, 2, 4, 5, 6, 0, 0), perm(q1, 0, 0, 0, 0, 0, 0, 0, 1), 0xC0));
+        store(o + 32, _mm256_blend_epi32(perm(q1, 2, 4, 5, 6, 0, 0, 0, 0), perm(q2, 0, 0, 0, 0, 0, 1, 2, 4), 0xF0));
+        store(o + 64, _mm256_blend_epi32(perm(q2, 5, 6, 0, 0, 0, 0, 0, 0), perm(q3, 0, 0, 0, 1, 2, 4, 5, 6), 0xFC));
+    }
+};
+
+}  // namespace korvimg
