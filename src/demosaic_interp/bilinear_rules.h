@@ -108,21 +108,32 @@ inline void core_row(const typename D::Sample *&source, int32_t width, typename 
     B::pixel<D, T, own_first, Col::last>(source, width, destination);
 }
 
+// What core_frame calls after the rows it has finished, when nothing has to follow
+// the walk.
+struct NothingBehind {
+    void operator()(int32_t /*rows_done*/) const {}
+};
+
 // The frame walk of the adaptive method and of the laplacian method's first pass:
 // row 0 by its border filler, row 1 by the bilinear rules, rows 2 to height - 3 as
 // (height - 4) / 2 pairs of core rows (even row first), row height - 2 by the bilinear
 // rules, row height - 1 by its border filler. The sizes have been checked.
-template <class Core, class D, Pattern P>
+// After each pair of core rows and after row height - 2, behind(rows_done) is called
+// with the number of rows from the top that are complete, so that a later pass can
+// follow the walk while those rows are still in cache.
+template <class Core, class D, Pattern P, class Behind = NothingBehind>
 inline void core_frame(const typename D::Sample *source, int32_t width, int32_t height,
-                       typename D::Sample *destination, Isa isa) {
+                       typename D::Sample *destination, Isa isa, Behind &&behind = Behind{}) {
     constexpr RowType even = Mosaic<P>::even_row, odd = Mosaic<P>::odd_row;
     border_row<D, even>(source, width, destination);
     second_row<D, P>(source, width, destination, isa);
     for (int32_t i = 0; i < (height - 4) / 2; ++i) {
         core_row<Core, D, even>(source, width, destination, isa);
         core_row<Core, D, odd>(source, width, destination, isa);
+        behind(2 * i + 4);
     }
     bilinear_row<D, even>(source, width, destination, isa);
+    behind(height - 1);
     border_row<D, odd>(source, -width, destination);
 }
 
