@@ -30,10 +30,31 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
     };
     const ptrdiff_t w = width;
     const ptrdiff_t columns = 2 * pairs;
+    const ptrdiff_t vector_columns = columns - columns % n;  // the columns done here
+    // The second pass of the laplacian reads the greens of the first from the output
+    // rows above, of and below the row, one column left of, at and right of each
+    // column. They are copied out of the pixels once, as plain samples, a stretch of
+    // up to kStretch columns at a time: greens[row][k] is the green of column
+    // stretch_start - 1 + k of row `row` - 1 (relative to the row).
+    constexpr ptrdiff_t kStretch = Op == InterpOp::laplacian_rb ? 256 : 0;
+    S greens[3][kStretch + 2];
+    ptrdiff_t stretch_start = 0;
     ptrdiff_t j = 0;
-    for (; j + n <= columns; j += n) {
+    for (; j < vector_columns; j += n) {
         const S *s = source + j;
         S *out = destination + j * C;
+        if constexpr (Op == InterpOp::laplacian_rb) {
+            if (j % kStretch == 0) {
+                stretch_start = j;
+                const ptrdiff_t length = vector_columns - j < kStretch ? vector_columns - j : kStretch;
+                for (int row = 0; row < 3; ++row) {
+                    const S *px = out + ((row - 1) * w - 1) * C;
+                    ptrdiff_t k = 0;
+                    for (; k < length; k += n) I::store(&greens[row][k], I::template greens<S, C>(px + k * C));
+                    for (; k < length + 2; ++k) greens[row][k] = px[k * C + kGreen];
+                }
+            }
+        }
         // Planes of the row's own colour, green and the third colour, as samples.
         V own_plane, green_plane, third_plane;
         const V x = I::load(s), l = I::load(s - 1), r = I::load(s + 1), u = I::load(s - w), d = I::load(s + w);
@@ -95,7 +116,7 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
             // The greens of the first pass, from the output rows above, of and below
             // the row, one column left of, at and right of the columns j .. j + n - 1.
             auto green_vector = [&](int row, int column) {
-                return I::template greens<S, C>(out + ((row - 1) * w + column - 1) * C);
+                return I::load(&greens[row][j - stretch_start + column]);
             };
             const V nw = I::load(s - w - 1), ne = I::load(s - w + 1), sw = I::load(s + w - 1), se = I::load(s + w + 1);
             const V gc = green_vector(1, 1);
