@@ -120,9 +120,18 @@ struct Wide {
         const V biased = add(a, I::and_(sign, set((1 << K) - 1)));
         return wide ? I::template sra32<K>(biased) : I::template sra16<K>(biased);
     }
-    // All ones in the elements of even index (within each widened half), for
-    // columns whose parity alternates with the element index.
-    static V even_elements() { return wide ? I::set64(0xFFFFFFFFll) : I::set32(0xFFFF); }
+    // The samples at even and at odd positions of a vector of samples, each widened
+    // in place of its pair (sample 2k or 2k + 1 becomes widened element k).
+    static V even(V v) { return I::and_(v, wide ? I::set32(0xFFFF) : I::set16(0x00FF)); }
+    static V odd(V v) { return wide ? I::template srl32<16>(v) : I::template srl16<8>(v); }
+    // The inverse of even and odd: samples from the widened even and odd ones,
+    // clamping to 0 .. the largest sample. The packs keep each 128-bit block's evens
+    // before its odds; the unpack interleaves the two halves of each block.
+    static V interleave(V evens, V odds) {
+        const V packed = narrow(evens, odds);
+        const V odd_half = I::unpackhi64(packed, packed);
+        return wide ? I::unpacklo16(packed, odd_half) : I::unpacklo8(packed, odd_half);
+    }
 };
 
 }  // namespace simd

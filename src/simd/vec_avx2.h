@@ -53,6 +53,7 @@ struct Avx2 {
     static V unpackhi16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
     static V unpacklo32(V a, V b) { return _mm256_unpacklo_epi32(a, b); }
     static V unpackhi32(V a, V b) { return _mm256_unpackhi_epi32(a, b); }
+    static V unpackhi64(V a, V b) { return _mm256_unpackhi_epi64(a, b); }
 
     // Packs work within lanes too, giving a.lo, b.lo, a.hi, b.hi; pack_order puts the
     // 64-bit quarters back in element order.

@@ -55,6 +55,7 @@ struct Sse2 {
     static V unpackhi16(V a, V b) { return _mm_unpackhi_epi16(a, b); }
     static V unpacklo32(V a, V b) { return _mm_unpacklo_epi32(a, b); }
     static V unpackhi32(V a, V b) { return _mm_unpackhi_epi32(a, b); }
+    static V unpackhi64(V a, V b) { return _mm_unpackhi_epi64(a, b); }
 
     // Narrowing packs; the 128-bit forms keep a's elements before b's.
     static V packus16(V a, V b) { return _mm_packus_epi16(a, b); }
