@@ -33,23 +33,29 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
     };
     const ptrdiff_t w = width;
     const ptrdiff_t columns = 2 * pairs;
-    const ptrdiff_t vector_columns = columns - columns % n;  // the columns done here
+    if (columns < n) return 0;
     // The second pass of the laplacian reads the greens of the first from the output
     // rows above, of and below the row, one column left of, at and right of each
     // column. They are copied out of the pixels once, as plain samples, a stretch of
     // up to kStretch columns at a time: greens[row][k] is the green of column
-    // stretch_start - 1 + k of row `row` - 1 (relative to the row).
+    // stretch_start - 1 + k of row `row` - 1 (relative to the row), for the columns
+    // before stretch_end + 1.
     constexpr ptrdiff_t kStretch = Op == InterpOp::laplacian_rb ? 256 : 0;
     S greens[3][kStretch + 2];
-    ptrdiff_t stretch_start = 0;
-    ptrdiff_t j = 0;
-    for (; j < vector_columns; j += n) {
+    ptrdiff_t stretch_start = 0, stretch_end = 0;
+    // Whole vectors of columns from column 0 on; when the columns are not a whole
+    // number of vectors, the last vector ends at the last column and redoes some
+    // columns of the one before (with the same result: a kernel reads nothing it writes
+    // but greens, which it writes unchanged). Both starts are even, so the kinds of
+    // site keep their positions in the vector.
+    for (ptrdiff_t j = 0;; j = j + 2 * n <= columns ? j + n : columns - n) {
         const S *s = source + j;
         S *out = destination + j * C;
         if constexpr (Op == InterpOp::laplacian_rb) {
-            if (j % kStretch == 0) {
+            if (j + n > stretch_end) {
+                const ptrdiff_t length = columns - j < kStretch ? (columns - j) / n * n : kStretch;
                 stretch_start = j;
-                const ptrdiff_t length = vector_columns - j < kStretch ? vector_columns - j : kStretch;
+                stretch_end = j + length;
                 for (int row = 0; row < 3; ++row) {
                     const S *px = out + ((row - 1) * w - 1) * C;
                     ptrdiff_t k = 0;
@@ -136,8 +142,9 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
         }
         if constexpr (Row<T>::own == kBlue) O::template put_pixels<C>(out, own_plane, green_plane, third_plane);
         else O::template put_pixels<C>(out, third_plane, green_plane, own_plane);
+        if (j + n == columns) break;
     }
-    return j / 2;
+    return pairs;
 }
 
 // Explicit instantiations of every kernel for the instruction set I.
