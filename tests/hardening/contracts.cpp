@@ -611,6 +611,7 @@ const Family kMemory = {
     },
     [](const kt::Export &e, const Args &a, Space &space) {
         const std::string n = e.name;
+        if (a.w < 0) return;  // the counts are unsigned; a negative one is a huge block
         const auto count = static_cast<uint32_t>(a.w);
         if (n == "memory_zero") {
             fn<decltype(&memory_zero)>(e)(space.out<uint8_t>(count), count);
