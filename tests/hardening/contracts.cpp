@@ -141,9 +141,12 @@ size_t demosaic_pixels(int method, int32_t w, int32_t h) {
     return demosaic_samples(method, w, h);
 }
 
+// A member's call, or with a dispatcher given, the dispatcher's call with the codes
+// pattern and method (the member's sizes when the codes are valid, else none).
 template <class S>
-void demosaic_call(const kt::Member &m, int method, int32_t w, int32_t h, bool codes_valid, Space &space,
-                   const kt::Export *dispatcher, uint32_t pattern) {
+void demosaic_call(const kt::Member &m, int32_t w, int32_t h, bool codes_valid, Space &space,
+                   const kt::Export *dispatcher = nullptr, uint32_t pattern = 0, uint32_t method_code = 0) {
+    const int method = m.method;
     const size_t n = codes_valid ? demosaic_samples(method, w, h) : 0;
     const size_t px = codes_valid ? demosaic_pixels(method, w, h) : 0;
     const S *src = space.in<S>(n);
@@ -153,7 +156,7 @@ void demosaic_call(const kt::Member &m, int method, int32_t w, int32_t h, bool c
         return;
     }
     using D = uint32_t(KORVIMG_CALL *)(const S *, int32_t, int32_t, uint32_t, uint32_t, S *);
-    reinterpret_cast<D>(dispatcher->address)(src, w, h, pattern, static_cast<uint32_t>(method), dst);
+    reinterpret_cast<D>(dispatcher->address)(src, w, h, pattern, method_code, dst);
 }
 
 bool is_member(const std::string &name) {
@@ -168,17 +171,22 @@ const Family kMembers = {
     [](const kt::Export &e, const Args &a, Space &space) {
         const kt::Member &m = kt::member(e.name);
         if (m.sample_bytes() == 1)
-            demosaic_call<uint8_t>(m, m.method, a.w, a.h, true, space, nullptr, 0);
+            demosaic_call<uint8_t>(m, a.w, a.h, true, space);
         else
-            demosaic_call<uint16_t>(m, m.method, a.w, a.h, true, space, nullptr, 0);
+            demosaic_call<uint16_t>(m, a.w, a.h, true, space);
     }};
 
 const Family kDispatchers = {
     "dispatchers", true,
     [](const std::string &n) { return one_of(n, {"debayer24", "debayer32", "debayer48", "debayer64"}); },
     [](const std::string &, Sweep sweep) {
-        std::vector<Args> out;
+        // The dispatchers hand their arguments on unchanged, so a smaller grid than
+        // the members' does: every size up to 18 and the largest ones.
+        std::vector<Args> grid;
         for (const Args &g : frame_grid(sweep))
+            if (sweep == Sweep::one || (g.w <= 18 && g.h <= 18) || g.w >= 64 || g.h >= 64) grid.push_back(g);
+        std::vector<Args> out;
+        for (const Args &g : grid)
             for (uint32_t method = 0; method < 8; ++method)
                 out.push_back({g.w, g.h, static_cast<uint32_t>(g.w * 3 + g.h + int32_t(method)) & 3u, method});
         // Refused codes: nothing may be read or written.
@@ -194,9 +202,9 @@ const Family kDispatchers = {
         const kt::Member &m = kt::member(std::string(valid ? kt::kMethodNames[method] : "mono") +
                                          std::to_string(depth) + kt::kPatternNames[valid ? a.a : 0]);
         if (m.sample_bytes() == 1)
-            demosaic_call<uint8_t>(m, method, a.w, a.h, valid, space, &e, a.a);
+            demosaic_call<uint8_t>(m, a.w, a.h, valid, space, &e, a.a, a.b);
         else
-            demosaic_call<uint16_t>(m, method, a.w, a.h, valid, space, &e, a.a);
+            demosaic_call<uint16_t>(m, a.w, a.h, valid, space, &e, a.a, a.b);
     }};
 
 // ---- colour correction --------------------------------------------------------------
