@@ -271,10 +271,13 @@ typedef struct ColorCorrectionContext ColorCorrectionContext;
 
 /* A new context with identity parameters, or null when memory is refused. */
 KORVIMG_API ColorCorrectionContext *KORVIMG_CALL color_correction_init(void);
-/* Releases the context; returns 1. */
+/* Releases the context with memory_free; returns 1. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_done(ColorCorrectionContext *context);
 /* In every setter and getter the gain of a pair comes before its offset. Offsets are
-   in 0..255 sample units; lightness gain and offset on a 0..1 scale; hue in degrees. */
+   in 0..255 sample units; lightness gain and offset on a 0..1 scale; hue in degrees.
+   Values are stored unchecked. A shifted hue is wrapped into 0..360 by whole turns;
+   one beyond 2^55 degrees in magnitude (or infinite), which no number of turns can
+   bring into range, is taken as 0. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_set(ColorCorrectionContext *context,
     double red_gain, double red_offset, double green_gain, double green_offset,
     double blue_gain, double blue_offset, double hue_shift, double saturation_gain,
@@ -292,10 +295,16 @@ KORVIMG_API uint32_t KORVIMG_CALL color_correction_getrgb(ColorCorrectionContext
 /* matrix: 12 doubles m0..m11 (see above). */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_setmatrix(ColorCorrectionContext *context, const double *matrix);
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_getmatrix(ColorCorrectionContext *context, double *matrix);
-/* Nonzero flag: use the matrix. Always returns 0, also when it did its work. */
+/* Nonzero flag: use the matrix. Always returns 0, also when it did its work.
+   Every setter (set, setrgb, sethsl, setmatrix, usematrix) moves an 8-bit generation
+   on by one, even with unchanged values; cached colours of other generations are
+   recomputed when next met, and after 256 setter calls old entries count again. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_usematrix(ColorCorrectionContext *context, uint32_t use_matrix);
 /* Correct an image in place (B, G, R bytes; the fourth byte of 32-bit pixels is kept).
-   Returns 1, or 0 for a null context. */
+   Returns 1, or 0 for a null context; a width x height (signed 32-bit product) below 1
+   returns 1 untouched. Results are truncated to bytes, so once any setter has run the
+   HSL round trip moves many colours one step down even with default values; only a
+   fresh context is an exact identity. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction24(ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height);
 KORVIMG_API uint32_t KORVIMG_CALL color_correction32(ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height);
 /* The 16-bit formats are not corrected: these do nothing and return 0 (one function). */
@@ -305,8 +314,10 @@ KORVIMG_API uint32_t KORVIMG_CALL color_correction64(ColorCorrectionContext *con
 /* ------------------------------------------------------------------------------
  * White balance (grey world): writes mean green / mean red and mean green / mean blue,
  * or -1.0 for a gain whose channel sums to 0. Sums are unsigned 32-bit and wrap.
- * The raw family walks 2x2 tiles; the 10- and 12-bit names are one function.
- * The colour family takes a pixel count.
+ * The raw family walks 2x2 tiles and halves the green sum (two greens per tile); an
+ * odd height leaves the last row out, and with an odd width each row of tiles starts
+ * one sample further left (row of tiles k reads from k samples before row 2k). The
+ * 10- and 12-bit names are one function. The colour family takes a pixel count.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL white_balance8bggr(const uint8_t *source, int32_t width, int32_t height, double *red_gain, double *blue_gain);
 KORVIMG_API void KORVIMG_CALL white_balance8gbrg(const uint8_t *source, int32_t width, int32_t height, double *red_gain, double *blue_gain);
@@ -328,7 +339,12 @@ KORVIMG_API void KORVIMG_CALL white_balance64(const uint16_t *source, int32_t co
 /* ------------------------------------------------------------------------------
  * Brightness, contrast and gamma tables. Settings are clamped to -127..127. Fills the
  * whole table (256, 1024 or 4096 entries) and returns 1, or 0 for a null table.
- * The 10- and 12-bit tables reach 1024 and 4096, one above the largest sample.
+ * Entry i, in single precision: x = (i + 0.5) / n; x = x ^ (3 ^ (gamma / 127)) unless
+ * gamma is 0; ((x - 0.5) * 4 ^ (contrast / 127) + 0.5 + brightness / 254) times 256
+ * (the _8 tables and LUT8), 1024 or 4096, truncated and clamped to 0..limit.
+ * Contrast +-64 is exactly 2.0 and 0.5. The limit is 255 for the byte tables; the
+ * 10- and 12-bit tables reach 1024 and 4096, one above the largest sample.
+ * The tables are the same on every platform (the power is correctly rounded).
  * ---------------------------------------------------------------------------- */
 KORVIMG_API uint8_t KORVIMG_CALL create_BCG_LUT8(int32_t brightness, int32_t contrast, int32_t gamma, uint8_t *table);
 KORVIMG_API uint8_t KORVIMG_CALL create_BCG_LUT10(int32_t brightness, int32_t contrast, int32_t gamma, uint16_t *table);
@@ -338,7 +354,9 @@ KORVIMG_API uint8_t KORVIMG_CALL create_BCG_LUT12_8(int32_t brightness, int32_t 
 
 /* ------------------------------------------------------------------------------
  * Lookup tables and bit-depth conversion over flat runs of count samples. A count
- * below 1 does nothing and returns 1. Source samples index the table unchanged.
+ * below 1 does nothing and returns 1. Source samples index the table unchanged; the
+ * caller's table must have an entry for every sample. Source and destination may
+ * be one buffer where their sample widths agree.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL apply_lut(const uint16_t *source, int32_t count, const uint8_t *table, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame8to8LUT(const uint8_t *source, int32_t count, const uint8_t *table, uint8_t *destination);
@@ -349,10 +367,12 @@ KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to8LUT(const uint16_t *source, 
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame10to10LUT(const uint16_t *source, int32_t count, const uint16_t *table, uint16_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to10LUT(const uint16_t *source, int32_t count, const uint16_t *table, uint16_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to12LUT(const uint16_t *source, int32_t count, const uint16_t *table, uint16_t *destination);
-/* Drop the low 2 or 4 bits. */
+/* Drop the low 2 or 4 bits through a 1024- or 4096-entry table. A sample above 1023
+   (or 4095) reads the table's last entry and becomes 255. */
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame10to8(const uint16_t *source, int32_t count, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame12to8(const uint16_t *source, int32_t count, uint8_t *destination);
-/* Shift left by 2 or 4 bits. Return 0 for a null source or destination. */
+/* Shift left by 2 or 4 bits. Return 0 for a null source or destination (tested
+   before the count). */
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame8to10(const uint8_t *source, int32_t count, uint16_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL convert_frame8to12(const uint8_t *source, int32_t count, uint16_t *destination);
 /* Fill a 1024- or 4096-entry table with i / 4 or i / 16. Return 0 for a null table. */
@@ -363,7 +383,9 @@ KORVIMG_API uint32_t KORVIMG_CALL lookup_table12to8(uint8_t *table);
  * Best lookup tables: depth-reducing tables adapted to a histogram by merging the
  * adjacent intervals with the smallest combined count (lowest first on ties).
  * The "from" variants take a histogram at the lower depth and spread each count
- * evenly (count / 4 or count / 16) over the finer values. Return 1, or 0 when the
+ * evenly (count / 4 or count / 16) over the finer values. Sums are unsigned 32-bit
+ * and wrap. Every table maps 0 to level 0 and the last input to the top level and
+ * is monotonic. The working array comes from memory_alloc. Return 1, or 0 when the
  * working memory could not be had (table untouched).
  * ---------------------------------------------------------------------------- */
 KORVIMG_API uint32_t KORVIMG_CALL best_lookup_table10to8(const uint32_t *histogram1024, uint8_t *table1024);
@@ -376,7 +398,8 @@ KORVIMG_API uint32_t KORVIMG_CALL best_lookup_table8from12(const uint32_t *histo
 /* ------------------------------------------------------------------------------
  * Frame arithmetic on a caller-owned accumulator of count unsigned 32-bit sums (the
  * caller clears it). Sums wrap modulo 2^32; add_sub adds before it subtracts; avg
- * divides truncating and keeps the low 8 or 16 bits. A count below 1 does nothing.
+ * divides truncating and keeps the low 8 or 16 bits. A count below 1 does nothing;
+ * avg with a divisor of 0 writes nothing.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL frame_add8(uint32_t *accumulator, const uint8_t *frame, int32_t count);
 KORVIMG_API void KORVIMG_CALL frame_add16(uint32_t *accumulator, const uint16_t *frame, int32_t count);
@@ -389,8 +412,11 @@ KORVIMG_API void KORVIMG_CALL frame_avg16(uint16_t *destination, const uint32_t 
  * Row spike filter, in place: each sample is limited to the range of its two
  * same-colour row neighbours and the two straight-line extrapolations beyond them
  * (a perfectly flat neighbourhood leaves it alone). mosaic nonzero: neighbours two
- * apart (raw Bayer rows); 0: adjacent. median_filter16 writes back only the first
- * width bytes of each row (width / 2 samples); the rest of the row keeps its input.
+ * apart (raw Bayer rows); 0: adjacent. Each row is filtered from its own unfiltered
+ * values; columns within 2 (or 4) of either end keep theirs. median_filter16 writes
+ * back only the first width bytes of each row (width / 2 samples, and for an odd
+ * width the low byte of the next one); the rest of the row keeps its input. Any
+ * width works (no row-length limit); a height below 1 or a width below 1 does nothing.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL median_filter8(uint8_t *frame, int32_t width, int32_t height, uint32_t mosaic);
 KORVIMG_API void KORVIMG_CALL median_filter16(uint16_t *frame, int32_t width, int32_t height, uint32_t mosaic);

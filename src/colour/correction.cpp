@@ -1,0 +1,158 @@
+// Colour correction of 8-bit images in place through a context's colour cache. A
+// pixel whose cache entry carries the current generation is a table copy; any other
+// is computed by the matrix or by the gain/offset + HSL model, in double precision,
+// and the result is stored back with the current stamp.
+#include <cmath>
+#include "colour/context.h"
+#include "frame/traits.h"
+
+namespace korvimg {
+namespace {
+
+// Brings a hue into 0..360 as "while below 0 add 360, then while above 360 subtract
+// 360" does, without taking one step per turn. Below 2^55 in magnitude every step of
+// that loop is exact (360 is a multiple of the value's unit in the last place there),
+// so jumping by a whole number of turns that does not overshoot, then finishing with
+// the loop itself, gives the loop's very result. Beyond 2^55, and for infinities,
+// the loop would never finish (adding 360 no longer changes the value) or would take
+// billions of years; such a hue is taken as 0. A NaN hue stays NaN.
+double wrap_hue(double hue) {
+    constexpr double kLimit = 36028797018963968.0;  // 2^55
+    if (hue <= -kLimit || hue >= kLimit) return 0.0;
+    if (hue < 0.0) {
+        const double turns = std::floor(-hue / 360.0) - 1.0;
+        if (turns > 0.0) hue += 360.0 * turns;
+        while (hue < 0.0) hue += 360.0;
+    }
+    if (hue > 360.0) {
+        const double turns = std::floor(hue / 360.0) - 1.0;
+        if (turns > 0.0) hue -= 360.0 * turns;
+        while (hue > 360.0) hue -= 360.0;
+    }
+    return hue;
+}
+
+// Above 255 gives 255, below 0 gives 0, anything else is truncated toward zero. A NaN
+// (possible only from NaN parameters) gives 0.
+uint32_t to_byte(double v) {
+    if (v > 255.0) return 255;
+    if (v < 0.0) return 0;
+    if (v != v) return 0;
+    return static_cast<uint32_t>(static_cast<int32_t>(v));
+}
+
+double clamp_unit(double v) {
+    if (v > 1.0) return 1.0;
+    if (v < 0.0) return 0.0;
+    return v;
+}
+
+double at_most_one(double v) { return v > 1.0 ? 1.0 : v; }
+
+// Sample units throughout; each output is its row sum plus the constant row's offset.
+uint32_t matrix_model(const ColorCorrectionContext &c, uint32_t blue, uint32_t green, uint32_t red) {
+    const double *m = c.matrix;
+    const double r = red, g = green, b = blue;
+    const double out_red = m[0] * r + m[3] * g + m[6] * b + m[9];
+    const double out_green = m[1] * r + m[4] * g + m[7] * b + m[10];
+    const double out_blue = m[2] * r + m[5] * g + m[8] * b + m[11];
+    return colour_cache_entry(to_byte(out_blue), to_byte(out_green), to_byte(out_red), 0);
+}
+
+// One channel of the HSL-to-RGB conversion for the channel weight w.
+double hsl_channel(double saturation, double lightness, double w) {
+    const double c = 2.0 * saturation * w + (1.0 - saturation);
+    if (lightness < 0.5) return lightness * c;
+    return (1.0 - lightness) * c + 2.0 * lightness - 1.0;
+}
+
+uint32_t hsl_model(const ColorCorrectionContext &c, uint32_t blue, uint32_t green, uint32_t red) {
+    // Gains and offsets, on the 0..1 scale.
+    const double r = clamp_unit((static_cast<double>(red) * c.red_gain + c.red_offset) / 255.0);
+    const double g = clamp_unit((static_cast<double>(green) * c.green_gain + c.green_offset) / 255.0);
+    const double b = clamp_unit((static_cast<double>(blue) * c.blue_gain + c.blue_offset) / 255.0);
+
+    // To hue (-60..300, not wrapped), saturation and lightness.
+    double max = r, min = r;
+    if (g > max) max = g;
+    if (b > max) max = b;
+    if (g < min) min = g;
+    if (b < min) min = b;
+    const double delta = max - min;
+    double lightness = (max + min) * 0.5;
+    double saturation = 0.0;
+    if (lightness > 0.0 && lightness < 1.0)
+        saturation = lightness < 0.5 ? delta / (2.0 * lightness) : delta / (2.0 - 2.0 * lightness);
+    double hue = 0.0;
+    if (delta > 0.0) {
+        if (max == r && max != g) hue = 60.0 * (g - b) / delta;
+        else if (max == g && max != b) hue = 60.0 * (2.0 + (b - r) / delta);
+        else hue = 60.0 * (4.0 + (r - g) / delta);
+    }
+
+    // The adjustments.
+    hue = hue + c.hue_shift;
+    saturation = clamp_unit(saturation * c.saturation_gain);
+    lightness = clamp_unit(lightness * c.lightness_gain + c.lightness_offset);
+
+    // Back to red, green, blue. 360 itself is kept as 360.
+    hue = wrap_hue(hue);
+    double wr, wg, wb;
+    if (hue < 120.0) {
+        wr = at_most_one((120.0 - hue) / 60.0);
+        wg = at_most_one(hue / 60.0);
+        wb = 0.0;
+    } else if (hue < 240.0) {
+        wr = 0.0;
+        wg = at_most_one((240.0 - hue) / 60.0);
+        wb = at_most_one((hue - 120.0) / 60.0);
+    } else {
+        wr = at_most_one((hue - 240.0) / 60.0);
+        wg = 0.0;
+        wb = at_most_one((360.0 - hue) / 60.0);
+    }
+    return colour_cache_entry(to_byte(hsl_channel(saturation, lightness, wb) * 255.0),
+                              to_byte(hsl_channel(saturation, lightness, wg) * 255.0),
+                              to_byte(hsl_channel(saturation, lightness, wr) * 255.0), 0);
+}
+
+// Pixels of Step bytes (3 or 4); only the first three bytes are read or written.
+template <int Step>
+uint32_t correct(ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height) {
+    if (context == nullptr) return 0;
+    const int32_t count = wrapped_product(width, height);
+    if (count <= 0) return 1;
+    ColorCorrectionContext &c = *context;
+    const uint32_t stamp = static_cast<uint32_t>(c.generation) << 24;
+    for (int32_t i = 0; i < count; ++i, image += Step) {
+        const uint32_t blue = image[0], green = image[1], red = image[2];
+        uint32_t &entry = c.cache[colour_cache_index(blue, green, red)];
+        if ((entry & 0xff000000u) != stamp)
+            entry = (c.use_matrix != 0 ? matrix_model(c, blue, green, red) : hsl_model(c, blue, green, red)) | stamp;
+        const uint32_t e = entry;
+        image[0] = static_cast<uint8_t>(e);
+        image[1] = static_cast<uint8_t>(e >> 8);
+        image[2] = static_cast<uint8_t>(e >> 16);
+    }
+    return 1;
+}
+
+}  // namespace
+}  // namespace korvimg
+
+extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction24(ColorCorrectionContext *context, uint8_t *image,
+                                                               int32_t width, int32_t height) {
+    return korvimg::correct<3>(context, image, width, height);
+}
+
+extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction32(ColorCorrectionContext *context, uint8_t *image,
+                                                               int32_t width, int32_t height) {
+    return korvimg::correct<4>(context, image, width, height);
+}
+
+// The 16-bit formats are not corrected: nothing is read or written, whatever the
+// arguments. Also published as color_correction64.
+extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction48(ColorCorrectionContext *, uint16_t *, int32_t,
+                                                               int32_t) {
+    return 0;
+}

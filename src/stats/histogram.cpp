@@ -1,0 +1,173 @@
+// Histograms of sample runs, colour images and raw Bayer frames, counted into
+// caller-owned arrays of unsigned 32-bit bins (256, 1024 or 4096 of them). Every
+// histogram of a call is cleared with memory_zero before anything is counted, so an
+// array passed for two channels ends up with the counts of both.
+//
+// A sample value is its own bin index. A value beyond the last bin (possible only for
+// 10- and 12-bit data held in 16-bit words) is counted in the last bin, so nothing
+// outside a histogram is ever written and a histogram's total is always the number
+// of samples counted into it.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "frame/traits.h"
+
+namespace korvimg {
+namespace {
+
+template <class S, uint32_t Bins>
+inline void count(uint32_t *histogram, S value) {
+    ++histogram[std::min<uint32_t>(value, Bins - 1)];
+}
+
+template <uint32_t Bins>
+void clear(uint32_t *histogram) {
+    memory_zero(histogram, Bins * sizeof(uint32_t));
+}
+
+// Ways sets of bins for one histogram, so that runs of equal values do not make every
+// increment wait for the one before it: the caller's array (already cleared) and
+// Ways - 1 sets on the stack, added into the caller's array at the end. Two
+// histograms of a call may be one array; each adds its own sets into it.
+template <uint32_t Bins, int Ways>
+struct Sets {
+    uint32_t *const caller;
+    uint32_t extra[Ways - 1][Bins];
+    explicit Sets(uint32_t *histogram) : caller(histogram), extra{} {}
+    template <int K> uint32_t *way() {
+        if constexpr (K == 0) return caller;
+        else return extra[K - 1];
+    }
+    void finish() {
+        for (int k = 0; k < Ways - 1; ++k)
+            for (uint32_t v = 0; v < Bins; ++v) caller[v] += extra[k][v];
+    }
+};
+
+// A run of samples, four at a time into four sets.
+template <class S, uint32_t Bins>
+void histogram_run(const S *samples, int32_t n, uint32_t *histogram) {
+    clear<Bins>(histogram);
+    if (n < 1) return;
+    Sets<Bins, 4> h(histogram);
+    int32_t i = 0;
+    for (; i + 3 < n; i += 4) {
+        count<S, Bins>(h.template way<0>(), samples[i]);
+        count<S, Bins>(h.template way<1>(), samples[i + 1]);
+        count<S, Bins>(h.template way<2>(), samples[i + 2]);
+        count<S, Bins>(h.template way<3>(), samples[i + 3]);
+    }
+    for (; i < n; ++i) count<S, Bins>(h.template way<0>(), samples[i]);
+    h.finish();
+}
+
+// Packed colour pixels of Channels samples: blue, green, red in memory order, and a
+// fourth sample that is skipped. Even and odd pixels count into two sets.
+template <class S, uint32_t Bins, int Channels>
+void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *green, uint32_t *blue) {
+    clear<Bins>(red);
+    clear<Bins>(green);
+    clear<Bins>(blue);
+    if (pixels < 1) return;
+    Sets<Bins, 2> r(red), g(green), b(blue);
+    auto pixel = [&](int32_t p, auto way) {
+        constexpr int K = decltype(way)::value;
+        const S *px = image + static_cast<size_t>(p) * Channels;
+        count<S, Bins>(b.template way<K>(), px[kBlue]);
+        count<S, Bins>(g.template way<K>(), px[kGreen]);
+        count<S, Bins>(r.template way<K>(), px[kRed]);
+    };
+    int32_t p = 0;
+    for (; p + 1 < pixels; p += 2) {
+        pixel(p, std::integral_constant<int, 0>{});
+        pixel(p + 1, std::integral_constant<int, 1>{});
+    }
+    if (p < pixels) pixel(p, std::integral_constant<int, 0>{});
+    r.finish();
+    g.finish();
+    b.finish();
+}
+
+// A raw frame, walked in 2x2 cells: height / 2 row pairs of width / 2 cells, the
+// cell's bottom samples one row of width samples below its top ones. After a row pair
+// the walk moves on by 2 * (width / 2) samples plus one row: two rows for an even
+// width, but one sample short of two rows for an odd width, so with an odd width each
+// row pair starts one sample further left of its row than the pair before it. Both
+// greens of a cell count into the green histogram. Even and odd cells count into two
+// sets.
+template <class S, uint32_t Bins, Pattern P>
+void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, uint32_t *green, uint32_t *blue) {
+    clear<Bins>(red);
+    clear<Bins>(green);
+    clear<Bins>(blue);
+    const int32_t pairs = height / 2, cells = width / 2;
+    if (pairs < 1 || cells < 1) return;
+    Sets<Bins, 2> r(red), g(green), b(blue);
+    Sets<Bins, 2> *const by_colour[3] = {&b, &g, &r};  // indexed by Colour
+    Sets<Bins, 2> &at0 = *by_colour[Mosaic<P>::at(0, 0)], &at1 = *by_colour[Mosaic<P>::at(0, 1)];
+    Sets<Bins, 2> &at2 = *by_colour[Mosaic<P>::at(1, 0)], &at3 = *by_colour[Mosaic<P>::at(1, 1)];
+    const size_t w = static_cast<size_t>(width);
+    const size_t step = 2 * static_cast<size_t>(cells) + w;
+    for (int32_t row_pair = 0; row_pair < pairs; ++row_pair) {
+        const S *top = raw + static_cast<size_t>(row_pair) * step;
+        const S *bottom = top + w;
+        auto cell = [&](int32_t k, auto way) {
+            constexpr int K = decltype(way)::value;
+            count<S, Bins>(at0.template way<K>(), top[2 * k]);
+            count<S, Bins>(at1.template way<K>(), top[2 * k + 1]);
+            count<S, Bins>(at2.template way<K>(), bottom[2 * k]);
+            count<S, Bins>(at3.template way<K>(), bottom[2 * k + 1]);
+        };
+        int32_t k = 0;
+        for (; k + 1 < cells; k += 2) {
+            cell(k, std::integral_constant<int, 0>{});
+            cell(k + 1, std::integral_constant<int, 1>{});
+        }
+        if (k < cells) cell(k, std::integral_constant<int, 0>{});
+    }
+    r.finish();
+    g.finish();
+    b.finish();
+}
+
+}  // namespace
+}  // namespace korvimg
+
+extern "C" KORVIMG_API void KORVIMG_CALL histogram8(const uint8_t *samples, int32_t count, uint32_t *histogram) {
+    korvimg::histogram_run<uint8_t, 256>(samples, count, histogram);
+}
+extern "C" KORVIMG_API void KORVIMG_CALL histogram10(const uint16_t *samples, int32_t count, uint32_t *histogram) {
+    korvimg::histogram_run<uint16_t, 1024>(samples, count, histogram);
+}
+extern "C" KORVIMG_API void KORVIMG_CALL histogram12(const uint16_t *samples, int32_t count, uint32_t *histogram) {
+    korvimg::histogram_run<uint16_t, 4096>(samples, count, histogram);
+}
+
+#define KORVIMG_HISTOGRAM_IMAGE(name, S, bins, channels)                                                   \
+    extern "C" KORVIMG_API void KORVIMG_CALL name(const S *image, int32_t pixels, uint32_t *red,           \
+                                                  uint32_t *green, uint32_t *blue) {                       \
+        korvimg::histogram_image<S, bins, channels>(image, pixels, red, green, blue);                      \
+    }
+KORVIMG_HISTOGRAM_IMAGE(histogram8_24, uint8_t, 256, 3)
+KORVIMG_HISTOGRAM_IMAGE(histogram8_32, uint8_t, 256, 4)
+KORVIMG_HISTOGRAM_IMAGE(histogram10_48, uint16_t, 1024, 3)
+KORVIMG_HISTOGRAM_IMAGE(histogram10_64, uint16_t, 1024, 4)
+KORVIMG_HISTOGRAM_IMAGE(histogram12_48, uint16_t, 4096, 3)
+KORVIMG_HISTOGRAM_IMAGE(histogram12_64, uint16_t, 4096, 4)
+
+#define KORVIMG_HISTOGRAM_RAW(bits, S, bins, pat)                                                          \
+    extern "C" KORVIMG_API void KORVIMG_CALL histogram##bits##pat(const S *raw, int32_t width,             \
+                                                                  int32_t height, uint32_t *red,           \
+                                                                  uint32_t *green, uint32_t *blue) {       \
+        korvimg::histogram_raw<S, bins, korvimg::Pattern::pat>(raw, width, height, red, green, blue);      \
+    }
+#define KORVIMG_HISTOGRAM_RAW_DEPTH(bits, S, bins) \
+    KORVIMG_HISTOGRAM_RAW(bits, S, bins, bggr)     \
+    KORVIMG_HISTOGRAM_RAW(bits, S, bins, gbrg)     \
+    KORVIMG_HISTOGRAM_RAW(bits, S, bins, grbg)     \
+    KORVIMG_HISTOGRAM_RAW(bits, S, bins, rggb)
+KORVIMG_HISTOGRAM_RAW_DEPTH(8, uint8_t, 256)
+KORVIMG_HISTOGRAM_RAW_DEPTH(10, uint16_t, 1024)
+KORVIMG_HISTOGRAM_RAW_DEPTH(12, uint16_t, 4096)
