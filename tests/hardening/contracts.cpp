@@ -409,9 +409,10 @@ const Family kTableLookups = {
         const uint16_t *src = a.variant == 1 ? space.every16() : space.in<uint16_t>(count, 4096);
         if (n == "convert_frame10to10LUT")
             fn<decltype(&convert_frame10to10LUT)>(e)(src, a.w, space.in<uint16_t>(entries), space.out<uint16_t>(count));
-        else  // apply_lut and convert_frame10to8LUT: 8-bit tables
-            reinterpret_cast<void(KORVIMG_CALL *)(const uint16_t *, int32_t, const uint8_t *, uint8_t *)>(e.address)(
-                src, a.w, space.in<uint8_t>(entries), space.out<uint8_t>(count));
+        else if (n == "apply_lut")
+            fn<decltype(&apply_lut)>(e)(src, a.w, space.in<uint8_t>(entries), space.out<uint8_t>(count));
+        else
+            fn<decltype(&convert_frame10to8LUT)>(e)(src, a.w, space.in<uint8_t>(entries), space.out<uint8_t>(count));
     }};
 
 // The fixed reductions and widenings. variant 1: every 16-bit value as input (what
@@ -487,7 +488,8 @@ const Family kBestTables = {
             fn<decltype(&best_lookup_table12to10)>(e)(hist, space.out<uint16_t>(entries));
         else
             fn<decltype(&best_lookup_table12to8)>(e)(hist, space.out<uint8_t>(entries));
-    }};
+    },
+    true};
 
 // ---- frame arithmetic and the row filter --------------------------------------------
 

@@ -67,6 +67,7 @@ struct Family {
     bool (*matches)(const std::string &name);
     std::vector<Args> (*args)(const std::string &name, Sweep sweep);
     void (*call)(const kt::Export &e, const Args &args, Space &space);
+    bool slow = false;  // a call costs milliseconds (fuzzers choose it less often)
 };
 const std::vector<Family> &families();
 // The family of an exported name, or null when none describes it.
