@@ -1,6 +1,8 @@
 #include "hardening/contracts.h"
 
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <sstream>
 
 namespace kh {
@@ -210,9 +212,23 @@ const Family kDispatchers = {
 // ---- colour correction --------------------------------------------------------------
 
 // Parameter sets a call may install before applying: 0 none, 1 gains/offsets and
-// HSL, 2 a matrix, 3 back to the HSL model with other values.
+// HSL, 2 a matrix, 3 back to the HSL model with other values, 4 and 5 values no
+// caller should pass but none may make a call hang or misbehave (huge and infinite
+// hue shifts, NaN and infinite gains).
 void install(ColorCorrectionContext *ctx, uint32_t set) {
     if (!ctx || set == 0) return;
+    if (set >= 4) {
+        const double inf = std::numeric_limits<double>::infinity(), nan = std::nan("");
+        if (auto *e = kt::find_export("color_correction_usematrix"))
+            fn<decltype(&color_correction_usematrix)>(*e)(ctx, 0);
+        if (auto *e = kt::find_export("color_correction_set")) {
+            if (set == 4)
+                fn<decltype(&color_correction_set)>(*e)(ctx, nan, 0, inf, -inf, 1e308, 1, 1e300, 1, 1, 0);
+            else
+                fn<decltype(&color_correction_set)>(*e)(ctx, 1, 0, 1, 0, 1, 0, -inf, nan, inf, nan);
+        }
+        return;
+    }
     if (set == 1 || set == 3) {
         if (auto *e = kt::find_export("color_correction_usematrix"))
             fn<decltype(&color_correction_usematrix)>(*e)(ctx, 0);
@@ -255,7 +271,7 @@ const Family kColourApply = {
             else if ((g.w & 15) == 0) g.a = static_cast<uint32_t>(g.h & 3);
             out.push_back(g);
         }
-        for (uint32_t set = 1; set < 4; ++set) out.push_back({16, 16, set});
+        for (uint32_t set = 1; set < 6; ++set) out.push_back({16, 16, set});
         out.push_back({8, 8, 0, 0, 0, 1});  // null context: nothing touched
         if (sweep == Sweep::full) out.push_back({-65536, -65535, 0});  // product wraps to 65536
         return out;
