@@ -4,6 +4,7 @@
 // the data. Every buffer is allocated with exactly the size the contract implies, so
 // AddressSanitizer reports any access beyond it. Built twice: for the demosaic
 // members and dispatchers (KORVIMG_FUZZ_DEMOSAIC=1) and for everything else.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -38,10 +39,9 @@ struct TooBig {};
 class FuzzSpace final : public kh::Space {
   public:
     ~FuzzSpace() override { release_context(); }
-    void begin(Input data) {
-        data_ = data;
-        buffers_.clear();
-    }
+    void begin(Input data) { data_ = data; }
+    // Frees the call's buffers (so that libFuzzer sees no memory kept between runs).
+    void end() { buffers_.clear(); }
 
   protected:
     void *input(size_t bytes, size_t element, uint32_t limit) override {
@@ -52,7 +52,7 @@ class FuzzSpace final : public kh::Space {
             return p;
         }
         // The data, repeated as often as needed, each element reduced below limit.
-        for (size_t i = 0; i < bytes; ++i) p[i] = data_.p[i % data_.n];
+        for (size_t done = 0; done < bytes; done += data_.n) std::memcpy(p + done, data_.p, std::min(data_.n, bytes - done));
         if (limit) {
             for (size_t i = 0; i < bytes / element; ++i) {
                 uint32_t v = 0;
@@ -121,5 +121,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         t.family->call(*t.e, a, space);
     } catch (const TooBig &) {
     }
+    space.end();
     return 0;
 }
