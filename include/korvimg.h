@@ -190,7 +190,10 @@ KORVIMG_API uint32_t KORVIMG_CALL preview64rggb(const uint16_t *source, int32_t 
 
 /* bilinear: full-resolution interpolation from the nearest samples of each missing
  * colour. Refused (returns 0, writes nothing) when width or height is odd or below 4;
- * otherwise writes width x height pixels and returns 1. */
+ * otherwise writes width x height pixels and returns 1. At a red or blue site away
+ * from the first and last column the missing colour is (UL + 2 UR + DL) >> 2: the
+ * above-right sample counts twice, the below-right one is not read. The first and
+ * last rows are shared with adaptive and laplacian. */
 KORVIMG_API uint32_t KORVIMG_CALL bilinear24bggr(const uint8_t *source, int32_t width, int32_t height, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL bilinear24gbrg(const uint8_t *source, int32_t width, int32_t height, uint8_t *destination);
 KORVIMG_API uint32_t KORVIMG_CALL bilinear24grbg(const uint8_t *source, int32_t width, int32_t height, uint8_t *destination);

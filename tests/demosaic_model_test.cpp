@@ -83,6 +83,44 @@ TEST_P(EveryMember, LargerFramesAgainstModel) {
     check(m, frame_for(m, 6, 34, 258, rng), 34, 258, rng());
 }
 
+// Frames that make the interpolating methods meet equal gradients, negative
+// corrections that are not multiples of the divisor, and results beyond 0 and maxv.
+std::vector<uint32_t> tie_and_clamp_frame(int kind, int pattern, int32_t w, int32_t h, uint32_t maxv, std::mt19937 &rng) {
+    std::vector<uint32_t> f(static_cast<size_t>(w) * static_cast<size_t>(h));
+    const uint32_t few[] = {0, 1, 2, 3}, ends[] = {0, 1, maxv - 1, maxv};
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
+            const bool green = model::colour_at(pattern, y, x) == model::kGreen;
+            uint32_t v = 0;
+            switch (kind) {
+                case 0: v = few[rng() % 4]; break;                                 // small values: many ties
+                case 1: v = ends[rng() % 4]; break;                                // extremes
+                case 2: v = green ? few[rng() % 4] : maxv - few[rng() % 4]; break;  // dark greens, bright red/blue
+                case 3: v = green ? maxv - few[rng() % 4] : few[rng() % 4]; break;  // the reverse
+                case 4: v = ((y / 2 + x / 2 + static_cast<int32_t>(rng() % 2)) & 1) ? maxv : 0; break;  // tiles
+                case 5: v = (y & 1) ? maxv : few[rng() % 4]; break;                 // row stripes
+                case 6: v = (x & 1) ? maxv : few[rng() % 4]; break;                 // column stripes
+                default: v = ((x + y) & 1) ? few[rng() % 4] : maxv - few[rng() % 4]; break;  // checkerboard
+            }
+            f[static_cast<size_t>(y) * static_cast<size_t>(w) + static_cast<size_t>(x)] = v;
+        }
+    return f;
+}
+
+class InterpolatingMember : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(InterpolatingMember, TiesAndClampsAgainstModel) {
+    const kt::Member &m = kt::member(GetParam());
+    std::mt19937 rng(7 + m.method * 100 + m.depth + m.pattern);
+    const uint32_t maxv = m.sample_bytes() == 1 ? 255 : 65535;
+    const std::pair<int32_t, int32_t> sizes[] = {{4, 4}, {6, 6}, {8, 6}, {4, 10}, {10, 4}, {16, 12}, {24, 20}};
+    for (int kind = 0; kind < 8; ++kind)
+        for (auto [w, h] : sizes) {
+            check(m, tie_and_clamp_frame(kind, m.pattern, w, h, maxv, rng), w, h, rng());
+            if (HasFatalFailure()) return;
+        }
+}
+
 std::vector<std::string> member_names() {
     std::vector<std::string> names;
     for (const auto &m : kt::demosaic_members()) names.push_back(m.name);
@@ -90,6 +128,16 @@ std::vector<std::string> member_names() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Demosaic, EveryMember, ::testing::ValuesIn(member_names()),
+                         [](const auto &info) { return info.param; });
+
+std::vector<std::string> interpolating_member_names() {
+    std::vector<std::string> names;
+    for (const auto &m : kt::demosaic_members())
+        if (m.method == kt::kBilinear || m.method == kt::kAdaptive || m.method == kt::kLaplacian) names.push_back(m.name);
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Demosaic, InterpolatingMember, ::testing::ValuesIn(interpolating_member_names()),
                          [](const auto &info) { return info.param; });
 
 // Each method present in the table is there in all 16 members.

@@ -14,6 +14,7 @@ Image demosaic(int method, int depth, int pattern, const std::vector<uint32_t> &
     switch (method) {
         case 0: mono(img, raw, width, height); break;
         case 1: case 2: case 3: case 7: tile_method(img, method, pattern, raw, width, height); break;
+        case 4: case 5: case 6: interpolating(img, method, depth, pattern, raw, width, height); break;
         default: img.known = false; break;
     }
     return img;

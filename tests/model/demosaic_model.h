@@ -31,5 +31,8 @@ Image demosaic(int method, int depth, int pattern, const std::vector<uint32_t> &
 // writes, img.pixels and img.px.
 void mono(Image &img, const std::vector<uint32_t> &raw, int32_t width, int32_t height);
 void tile_method(Image &img, int method, int pattern, const std::vector<uint32_t> &raw, int32_t width, int32_t height);
+// bilinear (4), adaptive (5), laplacian (6); depth gives the largest channel value.
+void interpolating(Image &img, int method, int depth, int pattern, const std::vector<uint32_t> &raw, int32_t width,
+                   int32_t height);
 
 }  // namespace model

@@ -1,0 +1,31 @@
+// adaptive: the bilinear method with an edge-directed green at the blue and red
+// sites of the core (columns and rows 2 to size - 3). Every other pixel is bilinear.
+#include "demosaic_interp/adaptive.h"
+
+namespace korvimg {
+namespace {
+
+// In the core, green sites keep the bilinear rule and the row's own-colour sites take
+// the edge-directed one.
+struct AdaptiveCore {
+    template <class D, RowType T>
+    static void own(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
+        adaptive_pixel<D, Row<T>::own>(source, width, destination);
+    }
+    template <class D, RowType T>
+    static void green(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
+        BilinearRules::pixel<D, T, true, Col::inner>(source, width, destination);
+    }
+};
+
+template <class D, Pattern P>
+bool adaptive(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination) {
+    if (!interp_size_ok(width, height)) return false;
+    core_frame<AdaptiveCore, D, P>(source, width, height, destination);
+    return true;
+}
+
+}  // namespace
+}  // namespace korvimg
+
+KORVIMG_DEMOSAIC_FAMILY(adaptive, ::korvimg::adaptive)

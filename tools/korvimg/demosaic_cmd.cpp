@@ -1,0 +1,278 @@
+// korvimg demosaic: raw frames from a capture file to pictures.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "failure.h"
+#include "io/output.h"
+#include "io/source.h"
+#include "lib.h"
+#include "options.h"
+#include "parallel.h"
+#include "process.h"
+
+namespace kvcli {
+
+namespace {
+
+const std::vector<OptionSpec> kOptions = with_input_options({
+    {"output", 'o', "OUT", "output picture: .png (8/16-bit), .tif (8/16-bit), .ppm, .pgm or .pam;\n"
+                           "for several frames without --stack, OUT-0000.png, OUT-0001.png, ..."},
+    {"method", 'm', "METHOD", "mono|bayer|nearest|simple|bilinear|adaptive|laplacian|preview\n"
+                              "(default bilinear; mono for a monochrome SER file)"},
+    {"pattern", 'p', "PATTERN", "rggb|grbg|gbrg|bggr|auto (default auto: from the file, else rggb)"},
+    {"out-depth", 'd', "DEPTH", "bits per output channel: 8|16 (default 8 for 8-bit samples, else 16)"},
+    {"alpha", 0, nullptr, "write a fourth (opaque alpha) channel: the library's 32/64-bit formats"},
+    {"wb", 0, "auto|R,B", "white balance: gains measured by the library (grey world) or given;\n"
+                          "applied to the red and blue photosites before demosaicing"},
+    {"bcg", 0, "B,C,G", "brightness, contrast, gamma (-127..127 each) as a library tone table"},
+    {"hsl", 0, "H,S,LG,LO", "hue shift (degrees), saturation gain, lightness gain and offset\n"
+                            "(8-bit output only)"},
+    {"matrix", 0, "M0,...,M11", "4x3 colour matrix (rows: input R, G, B, offset; columns: output\n"
+                                "R, G, B; 8-bit output only)"},
+    {"median", 0, "mosaic|adjacent", "row spike filter over same-colour (mosaic) or adjacent samples;\n"
+                                     "the library filters the left half of the row of 16-bit frames"},
+    {"reduce", 0, "best|shift", "deeper samples to 8-bit output: a table fitted to the frame's\n"
+                                "histogram, or dropping the low bits (default shift)"},
+    {"frames", 0, "A:B", "frames A to B-1 of the file, counted from 0 (either may be left out)"},
+    {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
+    {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
+    {"quiet", 'q', nullptr, "no progress display and no warnings"},
+    {"help", 'h', nullptr, "show this help"},
+});
+
+const char kDescription[] =
+    "Demosaics the raw frames of a SER video, a FITS image or stack, a PGM or grey PNG, or a\n"
+    "headerless raw file. The steps, in order: spike filter, stacking, white balance, tone\n"
+    "table and depth reduction, demosaicing, colour correction.";
+
+// The frame range [first, end) of --frames A:B.
+void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t &end) {
+    first = 0;
+    end = frames;
+    if (!a.has("frames")) return;
+    const std::string text = a.get("frames");
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos) throw usage_error("--frames: expected A:B, got '" + text + "'");
+    const std::string lo = text.substr(0, colon), hi = text.substr(colon + 1);
+    if (!lo.empty()) first = static_cast<uint32_t>(parse_integer(lo, "--frames", 0, 0xffffffffLL));
+    if (!hi.empty()) end = static_cast<uint32_t>(parse_integer(hi, "--frames", 0, 0xffffffffLL));
+    if (first >= end || end > frames)
+        throw usage_error("--frames " + text + ": the file has frames 0 to " + std::to_string(frames - 1));
+}
+
+// OUT with "-0007" (the frame number) before its extension.
+std::string numbered(const std::string &path, uint32_t index, uint32_t last) {
+    int digits = 4;
+    for (uint32_t v = last; v >= 10000; v /= 10) ++digits;
+    char number[16];
+    std::snprintf(number, sizeof number, "-%0*u", digits, index);
+    const size_t slash = path.find_last_of('/');
+    const size_t dot = path.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return path + number;
+    return path.substr(0, dot) + number + path.substr(dot);
+}
+
+void check_output_directory(const std::string &path) {
+    const size_t slash = path.find_last_of('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    if (access(dir.c_str(), W_OK | X_OK) != 0)
+        throw file_error(path, "cannot write into " + dir + ": " + std::strerror(errno));
+}
+
+Settings settings_from(const Arguments &a, const SourceInfo &info) {
+    Settings s;
+    if (a.has("method")) {
+        s.method = method_code(a.get("method"));
+        if (s.method < 0)
+            throw usage_error("--method: expected mono|bayer|nearest|simple|bilinear|adaptive|laplacian|preview, "
+                              "got '" + a.get("method") + "'");
+    } else if (info.monochrome) {
+        s.method = KORVIMG_MONO;
+    }
+    const std::string pattern = a.get("pattern", "auto");
+    if (pattern == "auto") {
+        s.pattern = info.pattern >= 0 ? info.pattern : KORVIMG_RGGB;
+        s.pattern_guessed = info.pattern < 0 && s.method != KORVIMG_MONO;
+    } else {
+        s.pattern = pattern_code(pattern);
+        if (s.pattern < 0) throw usage_error("--pattern: expected rggb|grbg|gbrg|bggr|auto, got '" + pattern + "'");
+    }
+    s.out_bits = info.bits == 8 ? 8 : 16;
+    if (a.has("out-depth")) s.out_bits = parse_choice(a.get("out-depth"), "--out-depth", {"8", "16"}) == 0 ? 8 : 16;
+    s.alpha = a.has("alpha");
+    if (a.has("median")) s.median = parse_choice(a.get("median"), "--median", {"adjacent", "mosaic"});
+    if (a.has("wb")) {
+        if (s.method == KORVIMG_MONO) throw usage_error("--wb needs a colour method, not mono");
+        s.white_balance = true;
+        if (a.get("wb") == "auto") {
+            s.white_balance_auto = true;
+        } else {
+            const auto g = parse_numbers(a.get("wb"), "--wb", 2);
+            if (g[0] <= 0 || g[1] <= 0 || g[0] > 64 || g[1] > 64) throw usage_error("--wb: gains from 0 to 64 expected");
+            s.red_gain = g[0];
+            s.blue_gain = g[1];
+        }
+    }
+    if (a.has("bcg")) {
+        if (info.bits == 16) throw usage_error("--bcg needs 8, 10 or 12-bit samples (the library has no 16-bit tables)");
+        const auto v = parse_numbers(a.get("bcg"), "--bcg", 3);
+        for (double x : v)
+            if (x != std::floor(x) || x < -127 || x > 127) throw usage_error("--bcg: whole numbers from -127 to 127");
+        s.bcg = true;
+        s.brightness = static_cast<int>(v[0]);
+        s.contrast = static_cast<int>(v[1]);
+        s.gamma = static_cast<int>(v[2]);
+    }
+    if (a.has("reduce")) {
+        s.reduce_best = parse_choice(a.get("reduce"), "--reduce", {"shift", "best"}) == 1;
+        if (info.bits == 8 || s.out_bits != 8)
+            throw usage_error("--reduce applies to 10, 12 or 16-bit samples written with --out-depth 8");
+        if (s.reduce_best && info.bits == 16)
+            throw usage_error("--reduce best needs 10 or 12-bit samples (the library's tables stop at 12 bits)");
+    }
+    if (a.has("hsl") && a.has("matrix")) throw usage_error("--hsl and --matrix exclude each other");
+    if (a.has("hsl")) {
+        const auto v = parse_numbers(a.get("hsl"), "--hsl", 4);
+        for (size_t i = 0; i < 4; ++i) s.hsl_values[i] = v[i];
+        s.hsl = true;
+    }
+    if (a.has("matrix")) {
+        const auto v = parse_numbers(a.get("matrix"), "--matrix", 12);
+        for (size_t i = 0; i < 12; ++i) s.matrix_values[i] = v[i];
+        s.matrix = true;
+    }
+    if (s.colour_correction() && s.out_bits != 8)
+        throw usage_error("--hsl and --matrix need --out-depth 8 (the library corrects 8-bit images only)");
+    return s;
+}
+
+void check_frame_size(const SourceInfo &info, int method) {
+    const int32_t w = info.width, h = info.height, least = minimum_size(method);
+    const bool even = method == KORVIMG_MONO || (w % 2 == 0 && h % 2 == 0);
+    if (!even || w < least || h < least)
+        throw file_error(info.path, "the " + std::to_string(w) + " x " + std::to_string(h) + " frame is too small or odd for " +
+                                        kMethodNames[method] + " (it needs even sizes of at least " +
+                                        std::to_string(least) + ")");
+}
+
+}  // namespace
+
+int run_demosaic(const std::vector<std::string> &args) {
+    const Arguments a = parse_arguments(args, kOptions);
+    if (a.has("help")) {
+        std::fputs(help_text("korvimg demosaic IN -o OUT [options]", kDescription, kOptions).c_str(), stdout);
+        return kOk;
+    }
+    if (a.positional().size() != 1) throw usage_error("demosaic needs one input file (see korvimg demosaic --help)");
+    if (!a.has("output")) throw usage_error("demosaic needs an output file: -o OUT");
+    const std::string in = a.positional()[0];
+    const std::string out = a.get("output");
+    const bool quiet = a.has("quiet");
+    const unsigned threads =
+        a.has("threads") ? static_cast<unsigned>(parse_integer(a.get("threads"), "--threads", 1, 256)) : 0;
+    const FileFormat format = format_for(out);
+    const OpenOptions oo = open_options(a);
+
+    std::unique_ptr<Source> source = open_source(in, oo);
+    const SourceInfo &info = source->info();
+    Settings s = settings_from(a, info);
+    check_format(format, out, s.alpha ? 4 : s.method == KORVIMG_MONO ? 1 : 3, s.out_bits);
+    if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
+        throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
+    check_frame_size(info, s.method);
+    check_output_directory(out);
+    uint32_t first = 0, end = 0;
+    frame_range(a, info.frames, first, end);
+    const uint32_t count = end - first;
+    const bool stack = a.has("stack");
+    if (stack && info.bits > 8 && count > 65537)
+        throw usage_error("--stack: at most 65537 frames of 16-bit samples fit the library's 32-bit sums");
+
+    Progress progress(count, !quiet && count > 1);
+    std::vector<std::string> written;
+    std::mutex written_mutex;
+    try {
+        if (stack || count == 1) {
+            RawFrame frame;
+            if (stack && count > 1) {
+                // Each worker sums its share of the frames; the sums are then added
+                // (32-bit sums wrap alike in any order).
+                const unsigned workers = worker_count(threads, count);
+                std::vector<std::vector<uint32_t>> sums(workers);
+                std::vector<RawFrame> scratch(workers);
+                parallel_for(count, workers, [&](uint32_t job, unsigned w) {
+                    source->read(first + job, scratch[w]);
+                    if (s.median >= 0) median_filter(scratch[w], s.median);
+                    if (sums[w].empty()) sums[w].assign(scratch[w].count(), 0);
+                    accumulate(sums[w], scratch[w]);
+                    progress.advance();
+                });
+                std::vector<uint32_t> total(static_cast<size_t>(info.width) * static_cast<size_t>(info.height), 0);
+                for (const auto &part : sums)
+                    for (size_t i = 0; i < part.size(); ++i) total[i] += part[i];
+                RawFrame like;
+                like.allocate(info.width, info.height, info.bits);
+                frame = average(total, count, like);
+            } else {
+                source->read(first, frame);
+                if (s.median >= 0) median_filter(frame, s.median);
+                progress.advance();
+            }
+            progress.finish();
+            if (s.white_balance_auto) measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+            std::unique_ptr<Correction> correction;
+            if (s.colour_correction()) correction = std::make_unique<Correction>(s);
+            const ColourImage image = process_frame(std::move(frame), s, correction.get());
+            write_picture(out, to_file_pixels(image));
+        } else {
+            if (s.white_balance_auto) {
+                // One measurement, from the first frame, serves the sequence.
+                RawFrame frame;
+                source->read(first, frame);
+                if (s.median >= 0) median_filter(frame, s.median);
+                measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+            }
+            const unsigned workers = worker_count(threads, count);
+            std::vector<std::unique_ptr<Correction>> corrections(workers);
+            parallel_for(count, workers, [&](uint32_t job, unsigned w) {
+                RawFrame frame;
+                source->read(first + job, frame);
+                if (s.median >= 0) median_filter(frame, s.median);
+                if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
+                const ColourImage image = process_frame(std::move(frame), s, corrections[w].get());
+                const std::string path = numbered(out, first + job, end - 1);
+                write_picture(path, to_file_pixels(image));
+                {
+                    std::lock_guard<std::mutex> lock(written_mutex);
+                    written.push_back(path);
+                }
+                progress.advance();
+            });
+            progress.finish();
+        }
+    } catch (...) {
+        // A run that fails leaves no part of a sequence behind.
+        progress.finish();
+        for (const auto &p : written) std::remove(p.c_str());
+        throw;
+    }
+    if (s.pattern_guessed && !quiet)
+        std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, took rggb (see --pattern)\n", in.c_str());
+    if (source->clamped() != 0 && !quiet)
+        std::fprintf(stderr, "korvimg: %s: %llu samples above %d bits were taken as the largest %d-bit value\n",
+                     in.c_str(), static_cast<unsigned long long>(source->clamped()), info.bits, info.bits);
+    if (s.white_balance && !quiet && s.white_balance_auto)
+        std::printf("white balance gains: red %.4f, blue %.4f\n", s.red_gain, s.blue_gain);
+    return kOk;
+}
+
+}  // namespace kvcli

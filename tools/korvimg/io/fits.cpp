@@ -1,0 +1,173 @@
+// FITS images through cfitsio: the primary array, 8-bit or 16-bit integers (16-bit
+// unsigned through BZERO 32768), two axes, or three for a stack of frames. The Bayer
+// pattern comes from BAYERPAT (or COLORTYP), shifted by XBAYROFF and YBAYROFF.
+// Rows are taken in the order they are stored.
+#include <fitsio.h>
+
+#include <mutex>
+
+#include "failure.h"
+#include "io/limits.h"
+#include "io/source.h"
+
+namespace kvcli {
+
+namespace {
+
+std::string fits_text(int status) {
+    char text[FLEN_STATUS] = {};
+    fits_get_errstatus(status, text);
+    return text;
+}
+
+// Pattern code of a four-letter name such as "RGGB" (any case), or -1.
+int pattern_of(std::string name) {
+    for (auto &c : name) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+    static const char *const kNames[] = {"RGGB", "GRBG", "GBRG", "BGGR"};
+    for (int i = 0; i < 4; ++i)
+        if (name == kNames[i]) return i;
+    return -1;
+}
+
+// The pattern seen from a frame whose first sample lies (dx, dy) photosites into the
+// named pattern's tile.
+int shifted_pattern(int pattern, int dx, int dy) {
+    static const char *const kNames[] = {"RGGB", "GRBG", "GBRG", "BGGR"};
+    std::string s(4, ' ');
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 2; ++x) s[static_cast<size_t>(y * 2 + x)] = kNames[pattern][((y + dy) & 1) * 2 + ((x + dx) & 1)];
+    return pattern_of(s);
+}
+
+class FitsSource : public Source {
+  public:
+    FitsSource(fitsfile *f, SourceInfo info) : f_(f) { info_ = std::move(info); }
+    ~FitsSource() override {
+        int status = 0;
+        fits_close_file(f_, &status);
+    }
+
+  protected:
+    void read_frame(uint32_t index, RawFrame &frame) override {
+        frame.allocate(info_.width, info_.height, info_.bits);
+        const LONGLONG n = static_cast<LONGLONG>(frame.count());
+        std::vector<int32_t> values(frame.count());
+        int status = 0, any_null = 0;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            fits_read_img(f_, TINT, 1 + n * static_cast<LONGLONG>(index), n, nullptr, values.data(), &any_null,
+                          &status);
+        }
+        if (status != 0)
+            throw file_error(info_.path, "cannot read frame " + std::to_string(index) + ": " + fits_text(status));
+        // Signed 16-bit images without BZERO can hold negative values: they become 0.
+        const int32_t top = info_.stored_bits == 8 ? 255 : 65535;
+        for (size_t i = 0; i < values.size(); ++i) {
+            const int32_t v = values[i] < 0 ? 0 : values[i] > top ? top : values[i];
+            if (frame.wide()) frame.s16[i] = static_cast<uint16_t>(v);
+            else frame.s8[i] = static_cast<uint8_t>(v);
+        }
+    }
+
+  private:
+    fitsfile *f_;
+    std::mutex mutex_;
+};
+
+}  // namespace
+
+std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &options) {
+    fitsfile *f = nullptr;
+    int status = 0;
+    // The disk-file entry takes the name literally (no extended file-name syntax).
+    if (fits_open_diskfile(&f, path.c_str(), READONLY, &status) != 0) {
+        if (f != nullptr) {
+            int ignored = 0;
+            fits_close_file(f, &ignored);
+        }
+        throw file_error(path, "bad FITS file: " + fits_text(status));
+    }
+    struct Closer {
+        fitsfile *f;
+        bool keep = false;
+        ~Closer() {
+            int ignored = 0;
+            if (!keep) fits_close_file(f, &ignored);
+        }
+    } closer{f};
+    int bitpix = 0, naxis = 0;
+    long naxes[3] = {0, 0, 0};
+    if (fits_get_img_param(f, 3, &bitpix, &naxis, naxes, &status) != 0)
+        throw file_error(path, "bad FITS header: " + fits_text(status));
+    if (naxis < 2 || naxis > 3)
+        throw file_error(path, "FITS image has " + std::to_string(naxis) + " axes (2, or 3 for a stack, expected)");
+    if (!plausible_size(naxes[0], naxes[1]))
+        throw file_error(path, "implausible FITS image size " + std::to_string(naxes[0]) + " x " +
+                                   std::to_string(naxes[1]));
+    const long frames = naxis == 3 ? naxes[2] : 1;
+    if (frames < 1 || frames > 0x7fffffffL)
+        throw file_error(path, "FITS NAXIS3 gives " + std::to_string(frames) + " frames");
+    SourceInfo info;
+    info.path = path;
+    info.format = "FITS";
+    info.width = static_cast<int32_t>(naxes[0]);
+    info.height = static_cast<int32_t>(naxes[1]);
+    info.frames = static_cast<uint32_t>(frames);
+    double bzero = 0, bscale = 1;
+    int key_status = 0;
+    fits_read_key(f, TDOUBLE, "BZERO", &bzero, nullptr, &key_status);
+    key_status = 0;
+    fits_read_key(f, TDOUBLE, "BSCALE", &bscale, nullptr, &key_status);
+    if (bitpix == BYTE_IMG) {
+        info.stored_bits = 8;
+        info.bits = 8;
+    } else if (bitpix == SHORT_IMG) {
+        info.stored_bits = 16;
+        info.bits = 16;
+        info.notes.push_back(bzero == 32768 && bscale == 1 ? "16-bit unsigned (BZERO 32768)"
+                                                           : "16-bit signed (negative values read as 0)");
+    } else {
+        throw file_error(path, "unsupported FITS BITPIX " + std::to_string(bitpix) +
+                                   " (8- and 16-bit integer images are read)");
+    }
+    if (bscale != 1) info.notes.push_back("BSCALE " + std::to_string(bscale) + " applied");
+    if (options.bits != 0) {
+        if ((options.bits == 8) != (info.stored_bits == 8))
+            throw file_error(path, "--bits " + std::to_string(options.bits) + " does not fit BITPIX " +
+                                       std::to_string(bitpix));
+        info.bits = options.bits;
+    }
+    char value[FLEN_VALUE] = {};
+    const char *keyword = "BAYERPAT";
+    key_status = 0;
+    if (fits_read_key(f, TSTRING, keyword, value, nullptr, &key_status) != 0) {
+        key_status = 0;
+        keyword = "COLORTYP";
+        if (fits_read_key(f, TSTRING, keyword, value, nullptr, &key_status) != 0) keyword = nullptr;
+    }
+    if (keyword == nullptr) {
+        info.pattern_origin = "none in the file (no BAYERPAT)";
+    } else {
+        std::string name = value;
+        while (!name.empty() && name.back() == ' ') name.pop_back();
+        const int named = pattern_of(name);
+        if (named < 0) {
+            info.pattern_origin = std::string("none: ") + keyword + " '" + name + "' is not a Bayer pattern";
+        } else {
+            long xoff = 0, yoff = 0;
+            key_status = 0;
+            fits_read_key(f, TLONG, "XBAYROFF", &xoff, nullptr, &key_status);
+            key_status = 0;
+            fits_read_key(f, TLONG, "YBAYROFF", &yoff, nullptr, &key_status);
+            info.pattern = shifted_pattern(named, static_cast<int>(xoff & 1), static_cast<int>(yoff & 1));
+            info.pattern_origin = std::string("FITS ") + keyword + " '" + name + "'";
+            if (xoff != 0 || yoff != 0)
+                info.pattern_origin +=
+                    " with XBAYROFF " + std::to_string(xoff) + ", YBAYROFF " + std::to_string(yoff);
+        }
+    }
+    closer.keep = true;
+    return std::make_unique<FitsSource>(f, std::move(info));
+}
+
+}  // namespace kvcli

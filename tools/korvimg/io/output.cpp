@@ -1,0 +1,178 @@
+#include "io/output.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "failure.h"
+
+namespace kvcli {
+
+namespace {
+
+std::string lower_extension(const std::string &path) {
+    const size_t slash = path.find_last_of('/');
+    const size_t dot = path.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+    std::string ext = path.substr(dot + 1);
+    for (auto &c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    return ext;
+}
+
+// The permissions a newly created file gets (0666 less the umask), read once.
+mode_t creation_mode() {
+    static const mode_t mode = [] {
+        const mode_t mask = umask(022);
+        umask(mask);
+        return static_cast<mode_t>(0666 & ~mask);
+    }();
+    return mode;
+}
+
+// The temporary files being written, for the signal handler (which may only read
+// them and call unlink).
+constexpr int kSlots = 256;
+std::atomic<const char *> temporaries[kSlots];
+
+int register_temporary(const char *name) {
+    for (int i = 0; i < kSlots; ++i) {
+        const char *expected = nullptr;
+        if (temporaries[i].compare_exchange_strong(expected, name)) return i;
+    }
+    return -1;  // more files at once than slots: that one is not cleaned up on a signal
+}
+
+extern "C" void on_terminating_signal(int signal_number) {
+    for (auto &slot : temporaries) {
+        const char *name = slot.load();
+        if (name != nullptr) unlink(name);
+    }
+    std::signal(signal_number, SIG_DFL);
+    std::raise(signal_number);
+}
+
+}  // namespace
+
+void remove_temporaries_on_signals() {
+    for (int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, on_terminating_signal);
+}
+
+AtomicFile::AtomicFile(const std::string &path) : path_(path) {
+    const size_t slash = path.find_last_of('/');
+    const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (base.empty()) throw file_error(path, "not a file name");
+    const std::string pattern = dir + "." + base + ".XXXXXX";
+    std::vector<char> name(pattern.begin(), pattern.end());
+    name.push_back('\0');
+    const mode_t mode = creation_mode();
+    const int fd = mkstemp(name.data());
+    if (fd < 0) throw file_error(path, std::string("cannot create: ") + std::strerror(errno));
+    temp_ = name.data();
+    slot_ = register_temporary(temp_.c_str());
+    fchmod(fd, mode);
+    stream_ = fdopen(fd, "wb");
+    if (stream_ == nullptr) {
+        const int e = errno;
+        close(fd);
+        std::remove(temp_.c_str());
+        if (slot_ >= 0) temporaries[slot_].store(nullptr);
+        throw file_error(path, std::string("cannot create: ") + std::strerror(e));
+    }
+}
+
+AtomicFile::~AtomicFile() {
+    if (stream_ != nullptr) std::fclose(stream_);
+    if (!done_) std::remove(temp_.c_str());
+    if (slot_ >= 0) temporaries[slot_].store(nullptr);
+}
+
+void AtomicFile::commit() {
+    bool ok = std::fflush(stream_) == 0 && !std::ferror(stream_);
+    int e = errno;
+    if (std::fclose(stream_) != 0 && ok) {
+        ok = false;
+        e = errno;
+    }
+    stream_ = nullptr;
+    if (ok && std::rename(temp_.c_str(), path_.c_str()) != 0) {
+        ok = false;
+        e = errno;
+    }
+    if (!ok) throw file_error(path_, std::string("cannot write: ") + std::strerror(e));
+    done_ = true;
+    if (slot_ >= 0) temporaries[slot_].store(nullptr);
+    slot_ = -1;
+}
+
+FileFormat format_for(const std::string &path) {
+    const std::string ext = lower_extension(path);
+    if (ext == "png") return FileFormat::png;
+    if (ext == "tif" || ext == "tiff") return FileFormat::tiff;
+    if (ext == "ppm") return FileFormat::ppm;
+    if (ext == "pgm") return FileFormat::pgm;
+    if (ext == "pam") return FileFormat::pam;
+    throw usage_error(path + ": unknown output format (use .png, .tif, .ppm, .pgm or .pam)");
+}
+
+void check_format(FileFormat format, const std::string &path, int channels, int bits) {
+    (void)bits;
+    if (format == FileFormat::ppm && channels == 4)
+        throw usage_error(path + ": a PPM file has no alpha channel (use .png, .tif or .pam)");
+    if (format == FileFormat::pgm && channels != 1)
+        throw usage_error(path + ": a PGM file holds grey pictures only (use --method mono, or .png)");
+}
+
+void write_picture(const std::string &path, const FilePixels &pixels) {
+    const FileFormat format = format_for(path);
+    check_format(format, path, pixels.channels, pixels.bits);
+    AtomicFile file(path);
+    switch (format) {
+    case FileFormat::png: write_png(file, pixels); break;
+    case FileFormat::tiff: write_tiff(file, pixels); break;
+    default: write_pnm(file, pixels, format); break;
+    }
+    file.commit();
+}
+
+FilePixels to_file_pixels(const ColourImage &image) {
+    FilePixels out;
+    out.width = image.width;
+    out.height = image.height;
+    out.channels = image.grey ? 1 : image.channels;
+    out.bits = image.bits;
+    out.significant = image.bits == 8 ? 8 : image.significant;
+    const size_t n = image.pixels();
+    const size_t k = static_cast<size_t>(out.channels);
+    const int shift = 16 - out.significant;
+    const uint32_t top = (1u << out.significant) - 1u;
+    auto put = [&](auto &dst, const auto &src, auto convert) {
+        dst.resize(n * k);
+        for (size_t i = 0; i < n; ++i) {
+            const auto *px = &src[i * static_cast<size_t>(image.channels)];
+            auto *o = &dst[i * k];
+            if (k == 1) {
+                o[0] = convert(px[1]);
+                continue;
+            }
+            o[0] = convert(px[2]);
+            o[1] = convert(px[1]);
+            o[2] = convert(px[0]);
+            if (k == 4) o[3] = convert(static_cast<uint32_t>(top));
+        }
+    };
+    if (image.bits == 8) {
+        put(out.p8, image.p8, [](uint32_t v) { return static_cast<uint8_t>(v); });
+    } else {
+        put(out.p16, image.p16, [&](uint32_t v) { return static_cast<uint16_t>((v > top ? top : v) << shift); });
+    }
+    return out;
+}
+
+}  // namespace kvcli

@@ -1,0 +1,50 @@
+// Writing pictures: a file appears under its name complete or not at all.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "image.h"
+
+namespace kvcli {
+
+// A file written under a temporary name in its target directory and renamed over the
+// target by commit(). Destroyed without commit, it removes the temporary file.
+class AtomicFile {
+  public:
+    explicit AtomicFile(const std::string &path);
+    ~AtomicFile();
+    AtomicFile(const AtomicFile &) = delete;
+    AtomicFile &operator=(const AtomicFile &) = delete;
+
+    const std::string &path() const { return path_; }
+    const std::string &temp_path() const { return temp_; }
+    std::FILE *stream() { return stream_; }
+    // Flushes, closes and renames; throws (and removes the temporary) on failure.
+    void commit();
+
+  private:
+    std::string path_, temp_;
+    std::FILE *stream_ = nullptr;
+    bool done_ = false;
+    int slot_ = -1;  // in the signal handler's list of temporaries
+};
+
+// Makes SIGINT, SIGTERM and SIGHUP remove the temporary files of unfinished
+// AtomicFiles before the program ends.
+void remove_temporaries_on_signals();
+
+enum class FileFormat { png, tiff, ppm, pgm, pam };
+// The format named by the file's extension; a usage error for an unknown one.
+FileFormat format_for(const std::string &path);
+// Checks that the format can hold pixels of this shape (usage error otherwise).
+void check_format(FileFormat format, const std::string &path, int channels, int bits);
+
+void write_picture(const std::string &path, const FilePixels &pixels);
+
+// The format writers, into a temporary file (called by write_picture).
+void write_png(AtomicFile &file, const FilePixels &pixels);
+void write_tiff(AtomicFile &file, const FilePixels &pixels);
+void write_pnm(AtomicFile &file, const FilePixels &pixels, FileFormat format);
+
+}  // namespace kvcli

@@ -1,0 +1,241 @@
+#include "io/source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "failure.h"
+#include "io/limits.h"
+#include "io/png.h"
+#include "io/pnm.h"
+
+namespace kvcli {
+
+int working_bits(int depth) { return depth <= 8 ? 8 : depth <= 10 ? 10 : depth <= 12 ? 12 : 16; }
+
+void Source::read(uint32_t index, RawFrame &frame) {
+    read_frame(index, frame);
+    if (!frame.wide() || frame.bits == 16) return;
+    const uint16_t top = static_cast<uint16_t>(frame.maxv());
+    uint64_t n = 0;
+    for (auto &s : frame.s16)
+        if (s > top) {
+            s = top;
+            ++n;
+        }
+    if (n != 0) clamped_ += n;
+}
+
+namespace {
+
+class MemorySource : public Source {
+  public:
+    MemorySource(SourceInfo info, std::vector<RawFrame> frames) : frames_(std::move(frames)) {
+        info_ = std::move(info);
+    }
+
+  protected:
+    void read_frame(uint32_t index, RawFrame &frame) override { frame = frames_.at(index); }
+
+  private:
+    std::vector<RawFrame> frames_;
+};
+
+class PackedSource : public Source {
+  public:
+    PackedSource(SourceInfo info, int fd, int64_t offset, bool big_endian)
+        : fd_(fd), offset_(offset), big_endian_(big_endian) {
+        info_ = std::move(info);
+    }
+    ~PackedSource() override { close(fd_); }
+
+  protected:
+    void read_frame(uint32_t index, RawFrame &frame) override {
+        frame.allocate(info_.width, info_.height, info_.bits);
+        const size_t n = frame.count();
+        const size_t bytes = n * static_cast<size_t>(info_.stored_bits / 8);
+        std::vector<uint8_t> scratch;
+        uint8_t *dst = frame.s8.data();
+        if (info_.stored_bits == 16) {
+            scratch.resize(bytes);
+            dst = scratch.data();
+        }
+        const int64_t at = offset_ + static_cast<int64_t>(index) * static_cast<int64_t>(bytes);
+        size_t done = 0;
+        while (done < bytes) {
+            const ssize_t r = pread(fd_, dst + done, bytes - done, static_cast<off_t>(at + static_cast<int64_t>(done)));
+            if (r < 0 && errno == EINTR) continue;
+            if (r <= 0)
+                throw file_error(info_.path, "cannot read frame " + std::to_string(index) + ": " +
+                                                 (r == 0 ? std::string("unexpected end of file") : std::strerror(errno)));
+            done += static_cast<size_t>(r);
+        }
+        if (info_.stored_bits == 16) {
+            const int hi = big_endian_ ? 0 : 1;
+            for (size_t i = 0; i < n; ++i)
+                frame.s16[i] = static_cast<uint16_t>(scratch[2 * i + static_cast<size_t>(hi)] << 8 |
+                                                     scratch[2 * i + static_cast<size_t>(1 - hi)]);
+        }
+    }
+
+  private:
+    int fd_;
+    int64_t offset_;
+    bool big_endian_;
+};
+
+// A file of one frame, which names no pattern.
+std::unique_ptr<Source> single_frame(SourceInfo info, RawFrame frame) {
+    info.width = frame.width;
+    info.height = frame.height;
+    info.bits = frame.bits;
+    info.frames = 1;
+    info.pattern_origin = "none in the file";
+    std::vector<RawFrame> frames;
+    frames.push_back(std::move(frame));
+    return memory_source(std::move(info), std::move(frames));
+}
+
+// The frame as one grey PNG holds it.
+std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOptions &options) {
+    const FilePixels px = read_png(path);
+    if (px.channels != 1)
+        throw file_error(path, std::string("a ") + (px.channels == 2 ? "grey+alpha" : "colour") +
+                                   " PNG is not a raw frame (one grey channel expected)");
+    SourceInfo info;
+    info.path = path;
+    info.format = "PNG";
+    info.stored_bits = px.bits;
+    RawFrame frame;
+    if (px.bits == 8) {
+        if (options.bits != 0 && options.bits != 8)
+            throw file_error(path, "--bits " + std::to_string(options.bits) + " does not fit an 8-bit PNG");
+        frame.allocate(px.width, px.height, 8);
+        frame.s8 = px.p8;
+    } else {
+        // With an sBIT chunk of 9 to 12 bits the values sit in the high bits of the
+        // words (as PNG stores them); they are moved down to their own range.
+        int shift = 0;
+        int bits = 16;
+        if (px.significant >= 9 && px.significant <= 12) {
+            shift = 16 - px.significant;
+            bits = working_bits(px.significant);
+            info.notes.push_back("sBIT chunk: " + std::to_string(px.significant) + " significant bits");
+        }
+        if (options.bits != 0) {
+            if (options.bits == 8) throw file_error(path, "--bits 8 does not fit a 16-bit PNG");
+            bits = options.bits;
+        }
+        frame.allocate(px.width, px.height, bits);
+        for (size_t i = 0; i < frame.count(); ++i) frame.s16[i] = static_cast<uint16_t>(px.p16[i] >> shift);
+    }
+    return single_frame(std::move(info), std::move(frame));
+}
+
+std::unique_ptr<Source> open_pgm_frame(const std::string &path, const OpenOptions &options) {
+    SourceInfo info;
+    info.path = path;
+    info.format = "PGM";
+    RawFrame frame = read_pgm(path, options.bits);
+    info.stored_bits = frame.wide() ? 16 : 8;
+    return single_frame(std::move(info), std::move(frame));
+}
+
+bool starts_with(const uint8_t *head, size_t size, const char *text) {
+    const size_t n = std::strlen(text);
+    return size >= n && std::memcmp(head, text, n) == 0;
+}
+
+}  // namespace
+
+std::unique_ptr<Source> memory_source(SourceInfo info, std::vector<RawFrame> frames) {
+    return std::make_unique<MemorySource>(std::move(info), std::move(frames));
+}
+
+std::unique_ptr<Source> packed_source(SourceInfo info, int fd, int64_t data_offset, bool big_endian) {
+    return std::make_unique<PackedSource>(std::move(info), fd, data_offset, big_endian);
+}
+
+std::unique_ptr<Source> open_source(const std::string &path, const OpenOptions &options) {
+    if (options.bits != 0 && options.bits != 8 && options.bits != 10 && options.bits != 12 && options.bits != 16)
+        throw usage_error("--bits: expected 8, 10, 12 or 16");
+    if (options.format == "raw") return open_raw(path, options);
+    if (options.format == "ser") return open_ser(path, options);
+    if (options.format == "fits") return open_fits(path, options);
+    if (options.format == "pgm") return open_pgm_frame(path, options);
+    if (options.format == "png") return open_png_frame(path, options);
+    if (options.format != "auto") throw usage_error("--format: expected auto, ser, fits, pgm, png or raw");
+
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
+    uint8_t head[16] = {};
+    struct stat st {};
+    const bool is_dir = fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
+    const ssize_t got = is_dir ? 0 : ::read(fd, head, sizeof head);
+    close(fd);
+    if (is_dir) throw file_error(path, "is a directory");
+    if (got < 0) throw file_error(path, std::string("cannot read: ") + std::strerror(errno));
+    const size_t n = static_cast<size_t>(got);
+    if (starts_with(head, n, "LUCAM-RECORDER")) return open_ser(path, options);
+    if (starts_with(head, n, "SIMPLE  =")) return open_fits(path, options);
+    if (is_png(head, n)) return open_png_frame(path, options);
+    if (is_pgm(head, n)) return open_pgm_frame(path, options);
+    if (options.width != 0 || options.height != 0) return open_raw(path, options);
+    if (n == 0) throw file_error(path, "empty file");
+    if (starts_with(head, n, "P2")) throw file_error(path, "plain (text) PGM is not read; use a binary P5 file");
+    if (starts_with(head, n, "P3") || starts_with(head, n, "P6") || starts_with(head, n, "P7"))
+        throw file_error(path, "a colour netpbm file is not a raw frame (P5 greymap expected)");
+    throw file_error(path, "unknown file format (not SER, FITS, PGM or PNG; a headerless raw file needs "
+                           "--width, --height and --bits)");
+}
+
+std::unique_ptr<Source> open_raw(const std::string &path, const OpenOptions &options) {
+    if (options.width == 0 || options.height == 0 || options.bits == 0)
+        throw usage_error("a headerless raw file needs --width, --height and --bits");
+    if (!plausible_size(options.width, options.height))
+        throw usage_error("implausible frame size " + std::to_string(options.width) + " x " +
+                          std::to_string(options.height));
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
+    struct stat st {};
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        close(fd);
+        throw file_error(path, "not a regular file");
+    }
+    SourceInfo info;
+    info.path = path;
+    info.format = "raw";
+    info.width = static_cast<int32_t>(options.width);
+    info.height = static_cast<int32_t>(options.height);
+    info.bits = options.bits;
+    info.stored_bits = options.bits == 8 ? 8 : 16;
+    const int64_t frame_bytes = options.width * options.height * (info.stored_bits / 8);
+    const int64_t size = st.st_size;
+    const int64_t data = size - options.offset;
+    std::string problem;
+    if (options.offset < 0 || options.offset > size)
+        problem = "offset " + std::to_string(options.offset) + " lies beyond the end of the file (" +
+                  std::to_string(size) + " bytes)";
+    else if (data < frame_bytes)
+        problem = "truncated: " + std::to_string(data) + " bytes of data, one " + std::to_string(options.width) +
+                  " x " + std::to_string(options.height) + " frame needs " + std::to_string(frame_bytes);
+    else if (data % frame_bytes != 0)
+        problem = std::to_string(data) + " bytes of data are not a whole number of " + std::to_string(frame_bytes) +
+                  "-byte frames";
+    else if (data / frame_bytes > 0xffffffffLL)
+        problem = "too many frames";
+    if (!problem.empty()) {
+        close(fd);
+        throw file_error(path, problem);
+    }
+    info.frames = static_cast<uint32_t>(data / frame_bytes);
+    info.pattern_origin = "none in the file";
+    const bool big = options.order == ByteOrder::big;
+    if (info.stored_bits == 16) info.notes.push_back(std::string("byte order: ") + (big ? "big" : "little") + "-endian");
+    return packed_source(std::move(info), fd, options.offset, big);
+}
+
+}  // namespace kvcli

@@ -1,0 +1,76 @@
+// Capture files as a sequence of raw frames. A Source knows the frame size, the sample
+// depth, the number of frames and the Bayer pattern the file names, and reads any
+// frame on request, from several threads at once.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "image.h"
+
+namespace kvcli {
+
+enum class ByteOrder { file, little, big };  // file: as the file says (little for raw)
+
+struct OpenOptions {
+    std::string format = "auto";  // auto, ser, fits, pgm, png, raw
+    int bits = 0;                 // significant bits when given (8, 10, 12 or 16), else 0
+    int64_t width = 0, height = 0;  // raw files
+    int64_t offset = 0;             // raw files: bytes before the first frame
+    ByteOrder order = ByteOrder::file;
+};
+
+struct SourceInfo {
+    std::string path;
+    std::string format;  // SER, FITS, PGM, PNG, raw
+    int32_t width = 0;
+    int32_t height = 0;
+    int bits = 8;            // significant bits of a sample: 8, 10, 12 or 16
+    int stored_bits = 8;     // bits per stored sample (8 or 16)
+    uint32_t frames = 0;
+    int pattern = -1;        // pattern code the file names; -1: none
+    bool monochrome = false;  // the file says the sensor has no colour filters
+    std::string pattern_origin;   // where the pattern (or its absence) comes from
+    std::vector<std::string> notes;  // further facts for `info`
+};
+
+class Source {
+  public:
+    virtual ~Source() = default;
+    const SourceInfo &info() const { return info_; }
+    // Frame `index` (0-based) into `frame`, samples above the significant bits clamped
+    // to the largest value. Throws a file error on a read failure.
+    void read(uint32_t index, RawFrame &frame);
+    // Samples clamped so far (a file whose samples exceed its stated depth).
+    uint64_t clamped() const { return clamped_.load(); }
+
+  protected:
+    virtual void read_frame(uint32_t index, RawFrame &frame) = 0;
+    SourceInfo info_;
+
+  private:
+    std::atomic<uint64_t> clamped_{0};
+};
+
+// Opens a capture file, choosing the reader by the file's first bytes (or by
+// options.format). Throws a file error for unreadable or invalid files and a usage
+// error for contradicting options.
+std::unique_ptr<Source> open_source(const std::string &path, const OpenOptions &options);
+
+// The readers, for files already identified.
+std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &options);
+std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &options);
+std::unique_ptr<Source> open_raw(const std::string &path, const OpenOptions &options);
+// Sources of frames held in memory (PGM and PNG files).
+std::unique_ptr<Source> memory_source(SourceInfo info, std::vector<RawFrame> frames);
+// Frames stored one after another at a fixed offset, samples of 1 or 2 bytes.
+std::unique_ptr<Source> packed_source(SourceInfo info, int fd, int64_t data_offset, bool big_endian);
+
+// The significant bits the program works with for samples of `depth` bits: 8, 10, 12
+// or 16 (the library's sample depths).
+int working_bits(int depth);
+
+}  // namespace kvcli

@@ -1,0 +1,118 @@
+#include "options.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+
+#include "failure.h"
+
+namespace kvcli {
+
+Arguments parse_arguments(const std::vector<std::string> &args, const std::vector<OptionSpec> &specs) {
+    Arguments out;
+    bool options_done = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &a = args[i];
+        if (options_done || a.size() < 2 || a[0] != '-') {
+            out.positional_.push_back(a);
+            continue;
+        }
+        if (a == "--") {
+            options_done = true;
+            continue;
+        }
+        const OptionSpec *spec = nullptr;
+        std::string value;
+        bool inline_value = false;
+        if (a[1] == '-') {
+            const size_t eq = a.find('=');
+            const std::string name = a.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
+            if (eq != std::string::npos) {
+                value = a.substr(eq + 1);
+                inline_value = true;
+            }
+            for (const auto &s : specs)
+                if (name == s.name) spec = &s;
+        } else if (a.size() == 2) {
+            for (const auto &s : specs)
+                if (s.short_name == a[1]) spec = &s;
+        }
+        if (spec == nullptr) throw usage_error("unknown option " + a);
+        const std::string shown = std::string("--") + spec->name;
+        if (spec->value_name == nullptr) {
+            if (inline_value) throw usage_error(shown + " takes no value");
+        } else if (!inline_value) {
+            if (i + 1 >= args.size()) throw usage_error(shown + " needs a value (" + spec->value_name + ")");
+            value = args[++i];
+        }
+        out.values_[spec->name] = value;
+    }
+    return out;
+}
+
+std::string help_text(const std::string &usage, const std::string &description, const std::vector<OptionSpec> &specs) {
+    std::string out = "usage: " + usage + "\n\n" + description + "\n";
+    if (specs.empty()) return out;
+    out += "\noptions:\n";
+    for (const auto &s : specs) {
+        std::string left = "  ";
+        left += s.short_name != 0 ? std::string("-") + s.short_name + ", " : "    ";
+        left += std::string("--") + s.name;
+        if (s.value_name != nullptr) left += std::string(" ") + s.value_name;
+        if (left.size() < 30) left.resize(30, ' ');
+        else left += "\n" + std::string(30, ' ');
+        // Continuation lines of the help text are indented under the first.
+        std::string help;
+        for (const char *p = s.help; *p != '\0'; ++p) {
+            help += *p;
+            if (*p == '\n') help += std::string(30, ' ');
+        }
+        out += left + help + "\n";
+    }
+    return out;
+}
+
+long long parse_integer(const std::string &text, const std::string &option, long long lo, long long hi) {
+    errno = 0;
+    char *end = nullptr;
+    const long long v = std::strtoll(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno != 0 || v < lo || v > hi)
+        throw usage_error(option + ": expected a whole number from " + std::to_string(lo) + " to " +
+                          std::to_string(hi) + ", got '" + text + "'");
+    return v;
+}
+
+double parse_number(const std::string &text, const std::string &option) {
+    errno = 0;
+    char *end = nullptr;
+    const double v = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || errno != 0 || !std::isfinite(v))
+        throw usage_error(option + ": expected a number, got '" + text + "'");
+    return v;
+}
+
+std::vector<double> parse_numbers(const std::string &text, const std::string &option, size_t count) {
+    std::vector<double> out;
+    size_t start = 0;
+    while (true) {
+        const size_t comma = text.find(',', start);
+        out.push_back(parse_number(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start),
+                                   option));
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+    }
+    if (out.size() != count)
+        throw usage_error(option + ": expected " + std::to_string(count) + " comma-separated numbers, got " +
+                          std::to_string(out.size()));
+    return out;
+}
+
+int parse_choice(const std::string &text, const std::string &option, const std::vector<std::string> &choices) {
+    for (size_t i = 0; i < choices.size(); ++i)
+        if (text == choices[i]) return static_cast<int>(i);
+    std::string list;
+    for (const auto &c : choices) list += (list.empty() ? "" : "|") + c;
+    throw usage_error(option + ": expected " + list + ", got '" + text + "'");
+}
+
+}  // namespace kvcli

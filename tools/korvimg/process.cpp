@@ -1,0 +1,170 @@
+#include "process.h"
+
+#include <cmath>
+#include <vector>
+
+#include "failure.h"
+#include "lib.h"
+
+namespace kvcli {
+
+namespace {
+
+int32_t count_of(const RawFrame &f) { return static_cast<int32_t>(f.count()); }
+
+// Tile offsets (row * 2 + column) of the red and blue photosites, by pattern code.
+constexpr int kRedSite[4] = {0, 1, 2, 3};
+constexpr int kBlueSite[4] = {3, 2, 1, 0};
+
+}  // namespace
+
+void median_filter(RawFrame &frame, int mosaic) {
+    const uint32_t flag = mosaic != 0 ? 1u : 0u;
+    if (frame.wide()) median_filter16(frame.s16.data(), frame.width, frame.height, flag);
+    else median_filter8(frame.s8.data(), frame.width, frame.height, flag);
+}
+
+void measure_white_balance(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain) {
+    using Wb8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, double *, double *);
+    using Wb16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, double *, double *);
+    static const Wb8 wb8[4] = {white_balance8rggb, white_balance8grbg, white_balance8gbrg, white_balance8bggr};
+    static const Wb16 wb16[4] = {white_balance12rggb, white_balance12grbg, white_balance12gbrg, white_balance12bggr};
+    if (frame.wide()) wb16[pattern](frame.s16.data(), frame.width, frame.height, &red_gain, &blue_gain);
+    else wb8[pattern](frame.s8.data(), frame.width, frame.height, &red_gain, &blue_gain);
+    if (red_gain < 0) red_gain = 1;
+    if (blue_gain < 0) blue_gain = 1;
+}
+
+void apply_gains(RawFrame &frame, int pattern, double red_gain, double blue_gain) {
+    const double top = frame.maxv();
+    auto scale = [top](uint32_t v, double gain) {
+        const double s = std::floor(v * gain + 0.5);
+        return static_cast<uint32_t>(s > top ? top : s < 0 ? 0 : s);
+    };
+    for (int32_t y = 0; y < frame.height; ++y)
+        for (int32_t x = 0; x < frame.width; ++x) {
+            const int site = (y & 1) * 2 + (x & 1);
+            const double gain = site == kRedSite[pattern] ? red_gain : site == kBlueSite[pattern] ? blue_gain : 0;
+            if (gain == 0) continue;
+            const size_t i = static_cast<size_t>(y) * static_cast<size_t>(frame.width) + static_cast<size_t>(x);
+            if (frame.wide()) frame.s16[i] = static_cast<uint16_t>(scale(frame.s16[i], gain));
+            else frame.s8[i] = static_cast<uint8_t>(scale(frame.s8[i], gain));
+        }
+}
+
+RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
+    const int32_t n = count_of(frame);
+    if (!frame.wide()) {
+        if (s.bcg) {
+            std::vector<uint8_t> table(256);
+            create_BCG_LUT8(s.brightness, s.contrast, s.gamma, table.data());
+            convert_frame8to8LUT(frame.s8.data(), n, table.data(), frame.s8.data());
+        }
+        return frame;
+    }
+    const bool ten = frame.bits == 10;
+    const size_t entries = ten ? 1024 : 4096;
+    if (s.bcg && (s.out_bits == 16 || s.reduce_best)) {
+        // A table at the frame's own depth; its top entry may be one above the largest
+        // sample, which the later steps take as the largest sample.
+        std::vector<uint16_t> table(entries);
+        if (ten) create_BCG_LUT10(s.brightness, s.contrast, s.gamma, table.data());
+        else create_BCG_LUT12(s.brightness, s.contrast, s.gamma, table.data());
+        const uint16_t top = static_cast<uint16_t>(frame.maxv());
+        for (auto &t : table) t = t > top ? top : t;
+        convert_frame10to10LUT(frame.s16.data(), n, table.data(), frame.s16.data());
+    }
+    if (s.out_bits == 16) return frame;
+
+    RawFrame out;
+    out.allocate(frame.width, frame.height, 8);
+    if (frame.bits == 16) {
+        for (size_t i = 0; i < frame.count(); ++i) out.s8[i] = static_cast<uint8_t>(frame.s16[i] >> 8);
+    } else if (s.reduce_best) {
+        std::vector<uint32_t> histogram(entries);
+        std::vector<uint8_t> table(entries);
+        if (ten) {
+            histogram10(frame.s16.data(), n, histogram.data());
+            if (best_lookup_table10to8(histogram.data(), table.data()) == 0)
+                throw Failure(kInputError, "", "best_lookup_table10to8 found no memory");
+        } else {
+            histogram12(frame.s16.data(), n, histogram.data());
+            if (best_lookup_table12to8(histogram.data(), table.data()) == 0)
+                throw Failure(kInputError, "", "best_lookup_table12to8 found no memory");
+        }
+        convert_frame10to8LUT(frame.s16.data(), n, table.data(), out.s8.data());
+    } else if (s.bcg) {
+        std::vector<uint8_t> table(entries);
+        if (ten) create_BCG_LUT10_8(s.brightness, s.contrast, s.gamma, table.data());
+        else create_BCG_LUT12_8(s.brightness, s.contrast, s.gamma, table.data());
+        convert_frame10to8LUT(frame.s16.data(), n, table.data(), out.s8.data());
+    } else if (ten) {
+        convert_frame10to8(frame.s16.data(), n, out.s8.data());
+    } else {
+        convert_frame12to8(frame.s16.data(), n, out.s8.data());
+    }
+    return out;
+}
+
+ColourImage demosaic_frame(const RawFrame &frame, const Settings &s) {
+    const int channels = s.alpha ? 4 : 3;
+    ColourImage image;
+    image.allocate(output_width(s.method, frame.width), output_height(s.method, frame.height), channels, s.out_bits);
+    image.grey = s.method == KORVIMG_MONO && !s.alpha;
+    if (s.out_bits == 8) {
+        demosaic(s.method, s.alpha ? 32 : 24, s.pattern, frame.s8.data(), frame.width, frame.height, image.p8.data());
+    } else {
+        image.significant = frame.bits;
+        const uint16_t *words = frame.s16.data();
+        std::vector<uint16_t> widened;
+        if (!frame.wide()) {
+            widened.assign(frame.s8.begin(), frame.s8.end());
+            words = widened.data();
+        }
+        demosaic(s.method, s.alpha ? 64 : 48, s.pattern, words, frame.width, frame.height, image.p16.data());
+    }
+    return image;
+}
+
+Correction::Correction(const Settings &s) {
+    context_ = color_correction_init();
+    if (context_ == nullptr) throw Failure(kInputError, "", "no memory for a colour-correction context");
+    if (s.matrix) {
+        color_correction_setmatrix(context_, s.matrix_values.data());
+        color_correction_usematrix(context_, 1u);
+    } else {
+        const auto &h = s.hsl_values;
+        color_correction_sethsl(context_, h[0], h[1], h[2], h[3]);
+    }
+}
+
+Correction::~Correction() {
+    if (context_ != nullptr) color_correction_done(context_);
+}
+
+void Correction::apply(ColourImage &image) {
+    if (image.channels == 4) color_correction32(context_, image.p8.data(), image.width, image.height);
+    else color_correction24(context_, image.p8.data(), image.width, image.height);
+}
+
+ColourImage process_frame(RawFrame frame, const Settings &s, Correction *correction) {
+    if (s.white_balance) apply_gains(frame, s.pattern, s.red_gain, s.blue_gain);
+    ColourImage image = demosaic_frame(tone_and_depth(std::move(frame), s), s);
+    if (correction != nullptr) correction->apply(image);
+    return image;
+}
+
+void accumulate(std::vector<uint32_t> &accumulator, const RawFrame &frame) {
+    if (frame.wide()) frame_add16(accumulator.data(), frame.s16.data(), count_of(frame));
+    else frame_add8(accumulator.data(), frame.s8.data(), count_of(frame));
+}
+
+RawFrame average(const std::vector<uint32_t> &accumulator, uint32_t frames, const RawFrame &like) {
+    RawFrame out;
+    out.allocate(like.width, like.height, like.bits);
+    if (out.wide()) frame_avg16(out.s16.data(), accumulator.data(), count_of(out), frames);
+    else frame_avg8(out.s8.data(), accumulator.data(), count_of(out), frames);
+    return out;
+}
+
+}  // namespace kvcli

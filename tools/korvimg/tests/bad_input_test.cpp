@@ -1,0 +1,160 @@
+// Bad input makes the program say what is wrong in one line naming the file, exit
+// with a non-zero status, and leave no output behind.
+#include <gtest/gtest.h>
+
+#include <fitsio.h>
+
+#include "files.h"
+#include "support.h"
+
+namespace {
+
+using kvtest::Samples;
+
+// Runs `demosaic IN -o DIR/out.png` plus extra arguments and checks the refusal.
+void expect_refused(const kvtest::TempDir &d, const std::string &input, const std::string &message,
+                    std::vector<std::string> extra = {}, int status = 1, const std::string &out_name = "out.png") {
+    const auto before = d.entries();
+    std::vector<std::string> args{"demosaic", input, "-o", d.path(out_name)};
+    args.insert(args.end(), extra.begin(), extra.end());
+    const auto r = kvtest::run_program(args);
+    EXPECT_EQ(r.status, status) << message << ": " << r.err;
+    ASSERT_FALSE(r.err.empty()) << message;
+    EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "more than one line: " << r.err;
+    EXPECT_EQ(r.err.rfind("korvimg: ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(message), std::string::npos) << "expected '" << message << "' in " << r.err;
+    EXPECT_EQ(d.entries(), before) << "output left behind after: " << r.err;
+}
+
+TEST(BadInput, WrongMagic) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("in.ser"), std::vector<uint8_t>(300, 'x'));
+    expect_refused(d, d.path("in.ser"), d.path("in.ser") + ": unknown file format");
+    kvtest::write_file(d.path("in.fits"), {'S', 'I', 'M', 'P', 'L', 'E', ' ', ' ', '=', ' ', 'F'});
+    expect_refused(d, d.path("in.fits"), d.path("in.fits") + ": bad FITS file");
+    kvtest::write_file(d.path("in.png"), {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n', 0, 0, 0});
+    expect_refused(d, d.path("in.png"), d.path("in.png") + ": bad PNG");
+    kvtest::write_file(d.path("in.pgm"), {'P', '5', ' ', 'x'});
+    expect_refused(d, d.path("in.pgm"), d.path("in.pgm") + ": bad PGM header: no width");
+}
+
+TEST(BadInput, TruncatedData) {
+    kvtest::TempDir d;
+    auto bytes = kvtest::ser_bytes(kvtest::ser_spec(8, 8, 8), {Samples(64, 1), Samples(64, 2)});
+    bytes.resize(bytes.size() - 1);
+    kvtest::write_file(d.path("a.ser"), bytes);
+    expect_refused(d, d.path("a.ser"), "truncated: the header promises 2 frames of 64 bytes");
+    bytes.resize(60);
+    kvtest::write_file(d.path("b.ser"), bytes);
+    expect_refused(d, d.path("b.ser"), "truncated SER header (60 of 178 bytes)");
+    auto pgm = kvtest::pgm_bytes(4, 4, 255, Samples(16, 9));
+    pgm.resize(pgm.size() - 3);
+    kvtest::write_file(d.path("c.pgm"), pgm);
+    expect_refused(d, d.path("c.pgm"), "truncated PGM data");
+    kvtest::write_grey_png(d.path("d.png"), 64, 64, 8, 8, Samples(64 * 64, 3));
+    auto png = kvtest::read_file(d.path("d.png"));
+    png.resize(png.size() / 2);
+    kvtest::write_file(d.path("d.png"), png);
+    expect_refused(d, d.path("d.png"), "bad PNG");
+    kvtest::write_file(d.path("e.raw"), std::vector<uint8_t>(30, 1));
+    expect_refused(d, d.path("e.raw"), "truncated", {"--width", "8", "--height", "8", "--bits", "8"});
+}
+
+TEST(BadInput, TruncatedFitsStackLeavesNoPartOfTheSequence) {
+    kvtest::TempDir d;
+    std::vector<Samples> frames(6, Samples(100 * 100, 500));
+    kvtest::write_fits(d.path("a.fits"), 20, 100, 100, frames, "RGGB");
+    auto bytes = kvtest::read_file(d.path("a.fits"));
+    bytes.resize(bytes.size() - 3 * 20000);  // the last frames are missing
+    kvtest::write_file(d.path("a.fits"), bytes);
+    expect_refused(d, d.path("a.fits"), d.path("a.fits") + ": ", {"-m", "simple", "-j", "1"});
+    expect_refused(d, d.path("a.fits"), d.path("a.fits") + ": ", {"-m", "simple", "-j", "2"});
+}
+
+TEST(BadInput, HeaderSizesThatLieOrOverflow) {
+    kvtest::TempDir d;
+    auto spec = kvtest::ser_spec(8, 0x40000000, 0x40000000);
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(spec, {Samples(16, 1)}));
+    expect_refused(d, d.path("a.ser"), "implausible SER frame size 1073741824 x 1073741824");
+    spec = kvtest::ser_spec(8, 4, 4);
+    spec.frame_count = 0x7fffffff;
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(spec, {Samples(16, 1)}));
+    expect_refused(d, d.path("b.ser"), "truncated: the header promises 2147483647 frames");
+    kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(100000, 100000, 255, Samples(4, 1)));
+    expect_refused(d, d.path("c.pgm"), "implausible PGM size 100000 x 100000");
+    const std::string huge = "P5 99999999999999999999 2 255\n";
+    kvtest::write_file(d.path("d.pgm"), std::vector<uint8_t>(huge.begin(), huge.end()));
+    expect_refused(d, d.path("d.pgm"), "width too large");
+    kvtest::write_file(d.path("e.pgm"), kvtest::pgm_bytes(2, 2, 70000, Samples(4, 1)));
+    expect_refused(d, d.path("e.pgm"), "bad PGM maximum value 70000");
+}
+
+TEST(BadInput, ZeroOrAbsurdDimensions) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 0, 4), {Samples()}));
+    expect_refused(d, d.path("a.ser"), "implausible SER frame size 0 x 4");
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 100000, 1), {Samples(100000, 0)}));
+    expect_refused(d, d.path("b.ser"), "implausible SER frame size 100000 x 1");
+    kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(0, 3, 255, {}));
+    expect_refused(d, d.path("c.pgm"), "implausible PGM size 0 x 3");
+    kvtest::write_file(d.path("d.raw"), std::vector<uint8_t>(16, 1));
+    expect_refused(d, d.path("d.raw"), "implausible frame size", {"--width", "70000", "--height", "1", "--bits", "8"}, 2);
+    // A frame too small or odd for the method.
+    kvtest::write_file(d.path("e.pgm"), kvtest::pgm_bytes(3, 4, 255, Samples(12, 1)));
+    expect_refused(d, d.path("e.pgm"), "too small or odd for simple", {"-m", "simple"});
+}
+
+TEST(BadInput, UnknownColourIds) {
+    kvtest::TempDir d;
+    for (int id : {1, 12, 99, 102, -1}) {
+        auto spec = kvtest::ser_spec(8, 2, 2);
+        spec.colour_id = id;
+        kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(spec, {Samples(4, 1)}));
+        expect_refused(d, d.path("a.ser"), "unknown SER colour ID " + std::to_string(id));
+    }
+    auto spec = kvtest::ser_spec(8, 2, 2);
+    spec.colour_id = 101;
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(spec, {Samples(4, 1)}));
+    expect_refused(d, d.path("b.ser"), "unsupported SER colour ID 101");
+}
+
+TEST(BadInput, UnsupportedFitsImages) {
+    kvtest::TempDir d;
+    fitsfile *f = nullptr;
+    int status = 0;
+    long naxes[2] = {4, 4};
+    const std::string path = d.path("float.fits");
+    fits_create_diskfile(&f, path.c_str(), &status);
+    fits_create_img(f, FLOAT_IMG, 2, naxes, &status);
+    std::vector<float> v(16, 1.5f);
+    fits_write_img(f, TFLOAT, 1, 16, v.data(), &status);
+    fits_close_file(f, &status);
+    ASSERT_EQ(status, 0);
+    expect_refused(d, path, "unsupported FITS BITPIX -32");
+}
+
+TEST(BadInput, UnwritableOutputPath) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
+    expect_refused(d, d.path("in.pgm"), "cannot write into", {"-m", "simple"}, 1, "no/such/dir/out.png");
+    expect_refused(d, d.path("in.pgm"), "unknown output format", {"-m", "simple"}, 2, "out.jpg");
+    expect_refused(d, d.path("in.pgm"), "a PPM file has no alpha channel", {"-m", "simple", "--alpha"}, 2, "out.ppm");
+    // The output name is an existing directory: nothing may be left in it either.
+    ASSERT_EQ(kvtest::run_program({"demo", "-o", d.path("taken")}).status, 0);
+    const auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("taken"), "-m", "simple"});
+    EXPECT_NE(r.status, 0);
+}
+
+TEST(BadInput, MissingInputAndContradictingOptions) {
+    kvtest::TempDir d;
+    expect_refused(d, d.path("nothing.ser"), d.path("nothing.ser") + ": cannot open: No such file or directory");
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
+    expect_refused(d, d.path("in.pgm"), "--wb needs a colour method", {"-m", "mono", "--wb", "auto"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--frames 3:9", {"-m", "nearest", "--frames", "3:9"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--reduce applies", {"-m", "nearest", "--reduce", "best"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--method: expected", {"-m", "fancy"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--bcg: expected 3", {"--bcg", "1,2"}, 2);
+    expect_refused(d, d.path("in.pgm"), "exclude each other", {"-m", "simple", "--hsl", "0,1,1,0", "--matrix", "1,0,0,0,1,0,0,0,1,0,0,0"}, 2);
+}
+
+}  // namespace

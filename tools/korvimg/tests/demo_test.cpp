@@ -1,0 +1,82 @@
+// korvimg demo: runs, writes its pictures, and its PSNR table ranks the methods sanely.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+
+#include "demo_chart.h"
+#include "io/png.h"
+#include "lib.h"
+#include "support.h"
+
+namespace {
+
+// Method name -> PSNR of the four patterns and of the colour patches, from the printed
+// table.
+std::map<std::string, std::vector<double>> psnr_table(const std::string &out) {
+    std::map<std::string, std::vector<double>> table;
+    std::istringstream lines(out);
+    std::string line;
+    while (std::getline(lines, line)) {
+        std::istringstream words(line);
+        std::string name;
+        words >> name;
+        if (kvcli::method_code(name) < 0) continue;
+        std::vector<double> v;
+        double x;
+        while (words >> x) v.push_back(x);
+        if (v.size() == 6) table[name] = {v[0], v[1], v[2], v[3], v[4]};
+    }
+    return table;
+}
+
+TEST(Demo, WritesThePicturesAndASaneTable) {
+    kvtest::TempDir dir;
+    const auto r = kvtest::run_program({"demo", "-o", dir.path("out")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(r.err.empty()) << r.err;
+    const auto table = psnr_table(r.out);
+    for (int m = 0; m < kvcli::kMethods; ++m) {
+        const std::string name = kvcli::kMethodNames[m];
+        EXPECT_EQ(table.count(name), 1u) << name;
+        EXPECT_TRUE(kvtest::exists(dir.path("out/" + name + ".png"))) << name;
+    }
+    ASSERT_EQ(table.size(), static_cast<size_t>(kvcli::kMethods));
+    // In colour, the tile methods beat the grey view and the bare mosaic.
+    for (const char *tile : {"nearest", "simple"})
+        for (const char *plain : {"mono", "bayer"}) EXPECT_GT(table.at(tile)[4], table.at(plain)[4] + 3) << tile;
+    for (int p = 0; p < 4; ++p) {
+        // Any demosaic beats the bare mosaic view, which leaves two channels black.
+        EXPECT_GT(table.at("nearest")[p], table.at("bayer")[p] + 3);
+        EXPECT_GT(table.at("simple")[p], table.at("bayer")[p] + 3);
+        EXPECT_GT(table.at("simple")[p], table.at("nearest")[p]);
+        for (const auto &[name, v] : table) EXPECT_TRUE(v[p] > 3 && v[p] < 60) << name << " " << v[p];
+        // The interpolating methods beat the tile methods, laplacian by far the most.
+        EXPECT_GT(table.at("bilinear")[p], table.at("simple")[p] + 1);
+        EXPECT_GT(table.at("adaptive")[p], table.at("nearest")[p] + 1);
+        EXPECT_GT(table.at("laplacian")[p], table.at("nearest")[p] + 3);
+        EXPECT_GT(table.at("laplacian")[p], table.at("bilinear")[p] + 2);
+        EXPECT_GT(table.at("laplacian")[p], table.at("adaptive")[p] + 2);
+    }
+    // On the colour patches too.
+    for (const char *interpolating : {"bilinear", "adaptive", "laplacian"})
+        for (const char *tile : {"nearest", "simple"})
+            EXPECT_GT(table.at(interpolating)[4], table.at(tile)[4] + 2) << interpolating << " " << tile;
+    const auto sheet = kvcli::read_png(dir.path("out/contact-sheet.png"));
+    EXPECT_EQ(sheet.channels, 3);
+    EXPECT_GT(sheet.width, 3 * kvcli::kChartWidth);
+    const auto chart = kvcli::read_png(dir.path("out/chart.png"));
+    EXPECT_EQ(chart.width, kvcli::kChartWidth);
+    EXPECT_EQ(chart.height, kvcli::kChartHeight);
+}
+
+TEST(Demo, ChartMosaicKeepsTheSiteColour) {
+    const auto chart = kvcli::render_chart(16, 8);
+    const auto raw = kvcli::mosaic_of(chart, 3);  // bggr: blue at (0,0), red at (1,1)
+    EXPECT_EQ(raw.s8[0], chart.p8[0]);
+    EXPECT_EQ(raw.s8[1], chart.p8[1 * 3 + 1]);
+    EXPECT_EQ(raw.s8[16 + 1], chart.p8[(16 + 1) * 3 + 2]);
+    EXPECT_DOUBLE_EQ(kvcli::psnr(chart, chart), 99);
+}
+
+}  // namespace

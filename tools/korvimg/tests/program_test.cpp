@@ -1,0 +1,353 @@
+// The program run on files with known content; its pictures compared, sample for
+// sample, with direct library calls on the same data.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "files.h"
+#include "korvimg.h"
+#include "lib.h"
+#include "support.h"
+
+namespace {
+
+using kvtest::Picture;
+using kvtest::Samples;
+
+::testing::AssertionResult same(const Picture &got, const Picture &want) {
+    if (got.width != want.width || got.height != want.height || got.channels != want.channels || got.bits != want.bits)
+        return ::testing::AssertionFailure() << "shape " << got.width << "x" << got.height << "x" << got.channels << " @"
+                                             << got.bits << ", expected " << want.width << "x" << want.height << "x"
+                                             << want.channels << " @" << want.bits;
+    for (size_t i = 0; i < want.samples.size(); ++i)
+        if (got.samples[i] != want.samples[i])
+            return ::testing::AssertionFailure() << "sample " << i << " is " << got.samples[i] << ", expected "
+                                                 << want.samples[i];
+    return ::testing::AssertionSuccess();
+}
+
+std::vector<uint8_t> bytes_of(const Samples &s) { return std::vector<uint8_t>(s.begin(), s.end()); }
+Samples samples_of(const std::vector<uint8_t> &b) { return Samples(b.begin(), b.end()); }
+
+// A random frame of values up to maxval, written as the PGM file `name` of that maxval.
+Samples random_pgm(const kvtest::TempDir &d, const std::string &name, int32_t w, int32_t h, int maxval,
+                   std::mt19937 &rng, const std::string &comment = "") {
+    Samples f = kvtest::random_frame(w, h, static_cast<uint32_t>(maxval), rng);
+    kvtest::write_file(d.path(name), kvtest::pgm_bytes(w, h, maxval, f, comment));
+    return f;
+}
+
+// Expected picture of demosaicing one frame with the library, as the program writes it.
+Picture expected(int method, int pattern, const Samples &frame, int32_t w, int32_t h, int bits, int out_bits,
+                 bool alpha = false) {
+    const int format = out_bits == 8 ? (alpha ? 32 : 24) : (alpha ? 64 : 48);
+    const auto lib = kvtest::library_demosaic(method, format, pattern, frame, w, h);
+    return kvtest::expected_picture(lib, kvcli::output_width(method, w), kvcli::output_height(method, h),
+                                    alpha ? 4 : 3, out_bits, out_bits == 8 ? 8 : bits, method == 0 && !alpha);
+}
+
+#define RUN_OK(...)                                              \
+    do {                                                         \
+        const auto r_ = kvtest::run_program({__VA_ARGS__});      \
+        ASSERT_EQ(r_.status, 0) << r_.err;                       \
+    } while (0)
+
+TEST(Program, Ser8BitColourIdGivesThePatternAndFramesSelectOne) {
+    kvtest::TempDir d;
+    std::mt19937 rng(1);
+    const int32_t w = 20, h = 14;
+    std::vector<Samples> frames{kvtest::random_frame(w, h, 255, rng), kvtest::random_frame(w, h, 255, rng),
+                                kvtest::random_frame(w, h, 255, rng)};
+    for (int id = 8; id <= 11; ++id) {
+        kvtest::SerSpec spec = kvtest::ser_spec(id, w, h);
+        spec.timestamps = id == 9;
+        kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, frames));
+        RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.png"), "--method", "nearest", "--frames", "1:2");
+        EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_NEAREST, id - 8, frames[1], w, h, 8, 8)))
+            << "colour id " << id;
+    }
+}
+
+TEST(Program, Ser16BitBigEndianAt16BitOutput) {
+    kvtest::TempDir d;
+    std::mt19937 rng(2);
+    const int32_t w = 16, h = 10;
+    std::vector<Samples> frames{kvtest::random_frame(w, h, 4095, rng)};
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(11, w, h, 12, true), frames));
+    RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.png"), "-m", "simple");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_SIMPLE, KORVIMG_BGGR, frames[0], w, h, 12, 16)));
+    RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.tif"), "-m", "preview");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.tif")), expected(KORVIMG_PREVIEW, KORVIMG_BGGR, frames[0], w, h, 12, 16)));
+    // The byte order can be overridden: read little-endian, the words are swapped.
+    RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("swapped.png"), "-m", "bayer", "--endian", "little", "--bits", "16");
+    Samples swapped = frames[0];
+    for (auto &v : swapped) v = static_cast<uint16_t>(v << 8 | v >> 8);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("swapped.png")), expected(KORVIMG_BAYER, KORVIMG_BGGR, swapped, w, h, 16, 16)));
+}
+
+TEST(Program, MonochromeSerDefaultsToMono) {
+    kvtest::TempDir d;
+    std::mt19937 rng(3);
+    const int32_t w = 9, h = 7;  // odd: mono takes any size
+    std::vector<Samples> frames{kvtest::random_frame(w, h, 255, rng)};
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(0, w, h), frames));
+    RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.pgm"));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.pgm")), expected(KORVIMG_MONO, 0, frames[0], w, h, 8, 8)));
+}
+
+TEST(Program, EveryMethodAndPatternOnPgm) {
+    kvtest::TempDir d;
+    std::mt19937 rng(4);
+    const int32_t w = 12, h = 8;
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng, "eight bits");
+    const Samples f10 = random_pgm(d, "in10.pgm", w, h, 1023, rng);
+    for (int m = 0; m < kvcli::kMethods; ++m) {
+        for (int p = 0; p < 4; ++p) {
+            const std::string method = kvcli::kMethodNames[m], pattern = kvcli::kPatternNames[p];
+            RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", method, "-p", pattern);
+            EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(m, p, f8, w, h, 8, 8))) << method << pattern;
+            RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.pam"), "-m", method, "-p", pattern, "--alpha");
+            EXPECT_TRUE(same(kvtest::read_picture(d.path("b.pam")), expected(m, p, f10, w, h, 10, 16, true)))
+                << method << pattern;
+        }
+        RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("c.ppm"), "-m", kvcli::kMethodNames[m], "-p", "gbrg",
+               "--out-depth", "16");
+        Picture want = expected(m, 2, f8, w, h, 8, 16);
+        if (want.channels == 1) {  // a PPM repeats grey in three channels
+            Picture rgb = want;
+            rgb.channels = 3;
+            rgb.samples.clear();
+            for (uint32_t v : want.samples) rgb.samples.insert(rgb.samples.end(), {v, v, v});
+            want = rgb;
+        }
+        EXPECT_TRUE(same(kvtest::read_picture(d.path("c.ppm")), want)) << kvcli::kMethodNames[m];
+    }
+}
+
+TEST(Program, FitsUnsignedWithBayerOffsets) {
+    kvtest::TempDir d;
+    std::mt19937 rng(5);
+    const int32_t w = 10, h = 6;
+    std::vector<Samples> frames{kvtest::random_frame(w, h, 65535, rng)};
+    kvtest::write_fits(d.path("in.fits"), 20, w, h, frames, "RGGB", 1, 0);  // seen from column 1: GRBG
+    RUN_OK("demosaic", d.path("in.fits"), "-o", d.path("out.tif"), "-m", "simple");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.tif")), expected(KORVIMG_SIMPLE, KORVIMG_GRBG, frames[0], w, h, 16, 16)));
+    kvtest::write_fits(d.path("in8.fits"), 8, w, h, {kvtest::random_frame(w, h, 255, rng)}, "BGGR", 1,
+                       1);  // shifted by one row and one column: RGGB
+    const auto r = kvtest::run_program({"info", d.path("in8.fits")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("pattern:    rggb (FITS BAYERPAT 'BGGR' with XBAYROFF 1, YBAYROFF 1)"), std::string::npos) << r.out;
+}
+
+TEST(Program, PngWithSignificantBitsIsReadAtThatDepth) {
+    kvtest::TempDir d;
+    std::mt19937 rng(6);
+    const int32_t w = 8, h = 8;
+    const Samples f12 = kvtest::random_frame(w, h, 4095, rng);
+    Samples stored = f12;
+    for (auto &v : stored) v = static_cast<uint16_t>(v << 4);
+    kvtest::write_grey_png(d.path("in.png"), w, h, 16, 12, stored);
+    RUN_OK("demosaic", d.path("in.png"), "-o", d.path("out.png"), "-m", "nearest", "-p", "grbg");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_NEAREST, KORVIMG_GRBG, f12, w, h, 12, 16)));
+    const auto r = kvtest::run_program({"info", d.path("in.png")});
+    EXPECT_NE(r.out.find("bit depth:  12"), std::string::npos) << r.out;
+}
+
+TEST(Program, RawSequenceIsNumberedAndMatchesEachFrame) {
+    kvtest::TempDir d;
+    std::mt19937 rng(7);
+    const int32_t w = 6, h = 4;
+    std::vector<Samples> frames;
+    for (int i = 0; i < 5; ++i) frames.push_back(kvtest::random_frame(w, h, 1023, rng));
+    auto bytes = kvtest::raw_bytes(frames, 2, true);
+    bytes.insert(bytes.begin(), 16, 0xee);  // a header to skip
+    kvtest::write_file(d.path("in.raw"), bytes);
+    RUN_OK("demosaic", d.path("in.raw"), "--width", "6", "--height", "4", "--bits", "10", "--offset", "16", "--endian",
+           "big", "-o", d.path("seq.png"), "-m", "simple", "-p", "bggr", "--frames", "1:", "-j", "3", "-q");
+    for (int i = 1; i < 5; ++i) {
+        const std::string name = d.path("seq-000" + std::to_string(i) + ".png");
+        EXPECT_TRUE(same(kvtest::read_picture(name), expected(KORVIMG_SIMPLE, KORVIMG_BGGR, frames[static_cast<size_t>(i)], w, h, 10, 16)))
+            << name;
+    }
+    EXPECT_FALSE(kvtest::exists(d.path("seq-0000.png")));
+}
+
+// ---- stacking, tone, white balance, spike filter, colour correction ----------------------------
+
+TEST(Program, StackAveragesWithTheLibrarysSums) {
+    kvtest::TempDir d;
+    std::mt19937 rng(8);
+    const int32_t w = 8, h = 6;
+    std::vector<Samples> f8, f16;
+    for (int i = 0; i < 7; ++i) {
+        f8.push_back(kvtest::random_frame(w, h, 255, rng));
+        f16.push_back(kvtest::random_frame(w, h, 65535, rng));
+    }
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(f8, 1, false));
+    RUN_OK("demosaic", d.path("in.raw"), "--width", "8", "--height", "6", "--bits", "8", "-o", d.path("s.png"),
+           "-m", "nearest", "--stack", "--frames", "2:7");
+    std::vector<uint32_t> acc(48, 0);
+    for (int i = 2; i < 7; ++i) frame_add8(acc.data(), bytes_of(f8[static_cast<size_t>(i)]).data(), 48);
+    std::vector<uint8_t> avg(48);
+    frame_avg8(avg.data(), acc.data(), 48, 5);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("s.png")),
+                     expected(KORVIMG_NEAREST, 0, samples_of(avg), w, h, 8, 8)));
+
+    kvtest::write_fits(d.path("in.fits"), 20, w, h, f16, "GBRG");
+    RUN_OK("demosaic", d.path("in.fits"), "-o", d.path("t.tif"), "-m", "simple", "--stack", "-j", "2");
+    std::fill(acc.begin(), acc.end(), 0u);
+    for (const auto &f : f16) frame_add16(acc.data(), f.data(), 48);
+    Samples avg16(48);
+    frame_avg16(avg16.data(), acc.data(), 48, 7);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("t.tif")), expected(KORVIMG_SIMPLE, KORVIMG_GBRG, avg16, w, h, 16, 16)));
+}
+
+TEST(Program, DepthReductionBestAndShift) {
+    kvtest::TempDir d;
+    std::mt19937 rng(9);
+    const int32_t w = 16, h = 12;
+    Samples f = kvtest::random_frame(w, h, 4095, rng);
+    for (auto &v : f) v = static_cast<uint16_t>(v / 8 + 1000);  // a narrow, uneven range
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 4095, f));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("best.png"), "-m", "simple", "--out-depth", "8",
+           "--reduce", "best");
+    std::vector<uint32_t> hist(4096);
+    histogram12(f.data(), w * h, hist.data());
+    std::vector<uint8_t> table(4096), reduced(f.size());
+    ASSERT_EQ(best_lookup_table12to8(hist.data(), table.data()), 1u);
+    convert_frame12to8LUT(f.data(), w * h, table.data(), reduced.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("best.png")),
+                     expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
+
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("shift.png"), "-m", "simple", "--out-depth", "8");
+    convert_frame12to8(f.data(), w * h, reduced.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("shift.png")),
+                     expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
+}
+
+TEST(Program, BrightnessContrastGammaTables) {
+    kvtest::TempDir d;
+    std::mt19937 rng(10);
+    const int32_t w = 8, h = 8;
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng), f10 = random_pgm(d, "in10.pgm", w, h, 1023, rng);
+    RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "nearest", "--bcg", "10,-20,30");
+    std::vector<uint8_t> table(1024), out(64);
+    ASSERT_EQ(create_BCG_LUT8(10, -20, 30, table.data()), 1);
+    convert_frame8to8LUT(bytes_of(f8).data(), 64, table.data(), out.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, 0, samples_of(out), w, h, 8, 8)));
+    RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.png"), "-m", "nearest", "--bcg", "0,64,-5", "-d", "8");
+    ASSERT_EQ(create_BCG_LUT10_8(0, 64, -5, table.data()), 1);
+    convert_frame10to8LUT(f10.data(), 64, table.data(), out.data());
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_NEAREST, 0, samples_of(out), w, h, 8, 8)));
+}
+
+TEST(Program, WhiteBalanceAndMedianFilter) {
+    kvtest::TempDir d;
+    std::mt19937 rng(11);
+    const int32_t w = 12, h = 8;
+    const Samples f = kvtest::random_frame(w, h, 200, rng);
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 255, f));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple", "-p", "grbg", "--wb", "auto",
+           "--median", "mosaic", "-q");
+    std::vector<uint8_t> raw = bytes_of(f);
+    median_filter8(raw.data(), w, h, 1);
+    double red = 0, blue = 0;
+    white_balance8grbg(raw.data(), w, h, &red, &blue);
+    ASSERT_GT(red, 0);
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
+            const bool is_red = y % 2 == 0 && x % 2 == 1, is_blue = y % 2 == 1 && x % 2 == 0;  // grbg
+            if (!is_red && !is_blue) continue;
+            uint8_t &v = raw[static_cast<size_t>(y * w + x)];
+            const double s = std::floor(v * (is_red ? red : blue) + 0.5);
+            v = static_cast<uint8_t>(s > 255 ? 255 : s);
+        }
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
+                     expected(KORVIMG_SIMPLE, KORVIMG_GRBG, samples_of(raw), w, h, 8, 8)));
+}
+
+// Rows far wider than 8192 samples go through the spike filter like any other.
+TEST(Program, MedianFilterOnVeryWideRows) {
+    kvtest::TempDir d;
+    std::mt19937 rng(13);
+    const int32_t w = 16388, h = 4;
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng), f10 = random_pgm(d, "in10.pgm", w, h, 1023, rng);
+    // Some sample beyond column 8192 (and, for 16-bit words, within the first width
+    // bytes of the row, the part median_filter16 writes back) is changed by the filter.
+    auto changed_far_right = [&](const Samples &before, const Samples &after, int32_t end) {
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 8192; x < end; ++x)
+                if (before[static_cast<size_t>(y * w + x)] != after[static_cast<size_t>(y * w + x)]) return true;
+        return false;
+    };
+
+    RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a.png"), "-m", "mono", "--median", "mosaic");
+    std::vector<uint8_t> raw = bytes_of(f8);
+    median_filter8(raw.data(), w, h, 1);
+    const Samples filtered8 = samples_of(raw);
+    EXPECT_TRUE(changed_far_right(f8, filtered8, w));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_MONO, 0, filtered8, w, h, 8, 8)));
+
+    RUN_OK("demosaic", d.path("in10.pgm"), "-o", d.path("b.png"), "-m", "mono", "--median", "adjacent");
+    Samples filtered10 = f10;
+    median_filter16(filtered10.data(), w, h, 0);
+    EXPECT_TRUE(changed_far_right(f10, filtered10, w / 2));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")), expected(KORVIMG_MONO, 0, filtered10, w, h, 10, 16)));
+}
+
+TEST(Program, ColourCorrectionByHslAndMatrix) {
+    kvtest::TempDir d;
+    std::mt19937 rng(12);
+    const int32_t w = 8, h = 6;
+    const Samples f = random_pgm(d, "in.pgm", w, h, 255, rng);
+    const auto lib = kvtest::library_demosaic(KORVIMG_SIMPLE, 24, 0, f, w, h);
+    std::vector<uint8_t> img(lib.begin(), lib.end());
+    std::vector<uint8_t> a = img, b = img;
+    ColorCorrectionContext *ctx = color_correction_init();
+    ASSERT_NE(ctx, nullptr);
+    color_correction_sethsl(ctx, 30, 1.5, 0.9, 0.05);
+    color_correction24(ctx, a.data(), w, h);
+    const double m[12] = {1.2, 0, 0, 0.1, 1, 0, 0, 0, 0.8, 5, 0, -5};
+    color_correction_setmatrix(ctx, m);
+    color_correction_usematrix(ctx, 1);
+    color_correction24(ctx, b.data(), w, h);
+    color_correction_done(ctx);
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple", "--hsl", "30,1.5,0.9,0.05", "-q");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
+                     kvtest::expected_picture(std::vector<uint32_t>(a.begin(), a.end()), w, h, 3, 8, 8, false)));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("b.png"), "-m", "simple", "--matrix",
+           "1.2,0,0,0.1,1,0,0,0,0.8,5,0,-5", "-q");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")),
+                     kvtest::expected_picture(std::vector<uint32_t>(b.begin(), b.end()), w, h, 3, 8, 8, false)));
+}
+
+// ---- conventions --------------------------------------------------------------------------
+
+TEST(Program, HelpVersionAndUsageErrors) {
+    auto r = kvtest::run_program({"--version"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out.rfind("korvimg ", 0), 0u) << r.out;
+    for (const char *cmd : {"demosaic", "info", "demo"}) {
+        r = kvtest::run_program({cmd, "--help"});
+        EXPECT_EQ(r.status, 0) << cmd;
+        EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
+    }
+    const std::vector<std::vector<std::string>> bad = {
+        {},
+        {"frobnicate"},
+        {"demosaic", "x.ser"},
+        {"demosaic", "-o", "y.png"},
+        {"demosaic", "x.ser", "-o", "y.png", "--no-such-option"},
+        {"demosaic", "x.ser", "-o", "y.png", "--method"},
+        {"demosaic", "x.ser", "-o", "y.xyz"},
+        {"info"},
+        {"demo", "extra"},
+    };
+    for (const auto &args : bad) {
+        r = kvtest::run_program(args);
+        EXPECT_EQ(r.status, 2) << (args.empty() ? "" : args[0]);
+        EXPECT_FALSE(r.err.empty());
+    }
+}
+
+}  // namespace

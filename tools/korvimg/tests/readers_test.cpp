@@ -1,0 +1,213 @@
+// The readers on their own: what they report about a file and the samples they give.
+#include <gtest/gtest.h>
+
+#include "failure.h"
+#include "files.h"
+#include "io/output.h"
+#include "io/source.h"
+#include "support.h"
+
+namespace {
+
+using kvtest::Samples;
+
+Samples frame_samples(kvcli::Source &s, uint32_t index) {
+    kvcli::RawFrame f;
+    s.read(index, f);
+    return f.wide() ? Samples(f.s16.begin(), f.s16.end()) : Samples(f.s8.begin(), f.s8.end());
+}
+
+// The message of the file error the reader throws, or "" when it throws none.
+std::string error_of(const std::string &path, const kvcli::OpenOptions &o = {}) {
+    try {
+        kvcli::open_source(path, o);
+    } catch (const kvcli::Failure &f) {
+        EXPECT_EQ(f.code(), kvcli::kInputError) << f.line();
+        return f.what();
+    }
+    return "";
+}
+
+TEST(SerReader, HeaderFieldsFramesAndTimeStamps) {
+    kvtest::TempDir d;
+    std::mt19937 rng(20);
+    std::vector<Samples> frames{kvtest::random_frame(6, 4, 1023, rng), kvtest::random_frame(6, 4, 1023, rng)};
+    kvtest::SerSpec spec = kvtest::ser_spec(10, 6, 4, 10);
+    spec.timestamps = true;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(spec, frames));
+    auto s = kvcli::open_source(d.path("a.ser"), {});
+    const auto &i = s->info();
+    EXPECT_EQ(i.format, "SER");
+    EXPECT_EQ(i.width, 6);
+    EXPECT_EQ(i.height, 4);
+    EXPECT_EQ(i.bits, 10);
+    EXPECT_EQ(i.frames, 2u);
+    EXPECT_EQ(i.pattern, 2);  // gbrg
+    EXPECT_FALSE(i.monochrome);
+    bool stamps = false;
+    for (const auto &n : i.notes) stamps = stamps || n.find("time stamps: 2") == 0;
+    EXPECT_TRUE(stamps);
+    EXPECT_EQ(frame_samples(*s, 0), frames[0]);
+    EXPECT_EQ(frame_samples(*s, 1), frames[1]);
+}
+
+TEST(SerReader, ByteOrderFlagAndDepths) {
+    kvtest::TempDir d;
+    std::mt19937 rng(21);
+    std::vector<Samples> frames{kvtest::random_frame(4, 2, 65535, rng)};
+    kvtest::SerSpec spec = kvtest::ser_spec(0, 4, 2, 16, true);
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(spec, frames));
+    auto s = kvcli::open_source(d.path("b.ser"), {});
+    EXPECT_TRUE(s->info().monochrome);
+    EXPECT_EQ(s->info().pattern, -1);
+    EXPECT_EQ(s->info().bits, 16);
+    EXPECT_EQ(frame_samples(*s, 0), frames[0]);
+    // Depths between the library's are read at the next one up: 9 -> 10, 11 -> 12, 14 -> 16.
+    for (auto [depth, bits] : {std::pair{9, 10}, {11, 12}, {14, 16}, {6, 8}}) {
+        spec.depth = depth;
+        kvtest::write_file(d.path("c.ser"), kvtest::ser_bytes(spec, {Samples(8, 3)}));
+        EXPECT_EQ(kvcli::open_source(d.path("c.ser"), {})->info().bits, bits) << depth;
+    }
+}
+
+TEST(SerReader, SamplesAboveTheDepthAreClamped) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2, 12), {Samples{1, 4095, 4096, 65535}}));
+    auto s = kvcli::open_source(d.path("a.ser"), {});
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{1, 4095, 4095, 4095}));
+    EXPECT_EQ(s->clamped(), 2u);
+}
+
+TEST(SerReader, RefusesBadHeaders) {
+    kvtest::TempDir d;
+    const Samples f(16, 7);
+    auto check = [&](kvtest::SerSpec spec, const std::vector<Samples> &frames, const std::string &message) {
+        kvtest::write_file(d.path("x.ser"), kvtest::ser_bytes(spec, frames));
+        EXPECT_NE(error_of(d.path("x.ser")).find(message), std::string::npos) << message;
+    };
+    check(kvtest::ser_spec(7, 4, 4), {f}, "unknown SER colour ID 7");
+    check(kvtest::ser_spec(100, 4, 4), {f}, "unsupported SER colour ID 100");
+    check(kvtest::ser_spec(17, 4, 4), {f}, "unsupported SER colour ID 17");
+    check(kvtest::ser_spec(8, 0, 4), {f}, "implausible SER frame size 0 x 4");
+    check(kvtest::ser_spec(8, 0x7fffffff, 0x7fffffff), {f}, "implausible SER frame size");
+    check(kvtest::ser_spec(8, 4, -4), {f}, "implausible");
+    check(kvtest::ser_spec(8, 4, 4, 17), {f}, "bad SER pixel depth 17");
+    const kvtest::SerSpec ok = kvtest::ser_spec(8, 4, 4);
+    auto counted = [&](int32_t frames) {
+        kvtest::SerSpec spec = ok;
+        spec.frame_count = frames;
+        return spec;
+    };
+    check(counted(0), {f}, "SER header gives 0 frames");
+    check(counted(3), {f}, "truncated: the header promises 3 frames of 16 bytes");
+    check(counted(0x7fffffff), {f}, "truncated");
+    auto bytes = kvtest::ser_bytes(ok, {f});
+    bytes.resize(100);
+    kvtest::write_file(d.path("short.ser"), bytes);
+    EXPECT_NE(error_of(d.path("short.ser")).find("truncated SER header (100 of 178 bytes)"), std::string::npos);
+}
+
+TEST(FitsReader, DepthsPatternsAndStacks) {
+    kvtest::TempDir d;
+    std::mt19937 rng(22);
+    std::vector<Samples> frames{kvtest::random_frame(5, 3, 65535, rng), kvtest::random_frame(5, 3, 65535, rng)};
+    kvtest::write_fits(d.path("u.fits"), 20, 5, 3, frames, "gbrg");
+    auto s = kvcli::open_source(d.path("u.fits"), {});
+    EXPECT_EQ(s->info().format, "FITS");
+    EXPECT_EQ(s->info().frames, 2u);
+    EXPECT_EQ(s->info().bits, 16);
+    EXPECT_EQ(s->info().pattern, 2);
+    EXPECT_EQ(frame_samples(*s, 1), frames[1]);
+
+    // Signed 16-bit: negative values read as 0.
+    std::vector<Samples> small{Samples{0, 100, 32767, 5, 6, 7}};
+    kvtest::write_fits(d.path("s.fits"), 16, 3, 2, small);
+    s = kvcli::open_source(d.path("s.fits"), {});
+    EXPECT_EQ(s->info().pattern, -1);
+    EXPECT_EQ(frame_samples(*s, 0), small[0]);
+
+    kvtest::write_fits(d.path("b.fits"), 8, 3, 2, {Samples{1, 2, 3, 250, 251, 252}}, "GRBG", 0, 1);
+    s = kvcli::open_source(d.path("b.fits"), {});
+    EXPECT_EQ(s->info().bits, 8);
+    EXPECT_EQ(s->info().pattern, 3);  // GRBG seen from one row down: BGGR
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{1, 2, 3, 250, 251, 252}));
+
+    kvtest::write_fits(d.path("n.fits"), 8, 3, 2, {Samples(6, 1)}, "CMYG");
+    EXPECT_NE(kvcli::open_source(d.path("n.fits"), {})->info().pattern_origin.find("is not a Bayer pattern"),
+              std::string::npos);
+}
+
+TEST(PgmReader, EightAndSixteenBitsWithComments) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.pgm"), kvtest::pgm_bytes(3, 2, 255, {1, 2, 3, 4, 5, 255}, "a comment"));
+    auto s = kvcli::open_source(d.path("a.pgm"), {});
+    EXPECT_EQ(s->info().bits, 8);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{1, 2, 3, 4, 5, 255}));
+    kvtest::write_file(d.path("b.pgm"), kvtest::pgm_bytes(2, 1, 4095, {4095, 258}));
+    s = kvcli::open_source(d.path("b.pgm"), {});
+    EXPECT_EQ(s->info().bits, 12);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{4095, 258}));
+    kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(2, 1, 65535, {65535, 1}));
+    EXPECT_EQ(kvcli::open_source(d.path("c.pgm"), {})->info().bits, 16);
+}
+
+TEST(PngReader, GreyDepthsAndRefusals) {
+    kvtest::TempDir d;
+    kvtest::write_grey_png(d.path("a.png"), 2, 2, 8, 8, {0, 1, 2, 255});
+    auto s = kvcli::open_source(d.path("a.png"), {});
+    EXPECT_EQ(s->info().format, "PNG");
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{0, 1, 2, 255}));
+    kvtest::write_grey_png(d.path("b.png"), 2, 1, 16, 16, {65535, 7});
+    s = kvcli::open_source(d.path("b.png"), {});
+    EXPECT_EQ(s->info().bits, 16);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{65535, 7}));
+    kvtest::write_grey_png(d.path("c.png"), 2, 1, 16, 10, {1023 << 6, 5 << 6});
+    s = kvcli::open_source(d.path("c.png"), {});
+    EXPECT_EQ(s->info().bits, 10);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{1023, 5}));
+    kvcli::FilePixels rgb;
+    rgb.width = rgb.height = 1;
+    rgb.channels = 3;
+    rgb.p8 = {1, 2, 3};
+    kvcli::write_picture(d.path("rgb.png"), rgb);
+    EXPECT_NE(error_of(d.path("rgb.png")).find("colour PNG is not a raw frame"), std::string::npos);
+}
+
+TEST(RawReader, FramesOffsetsAndByteOrder) {
+    kvtest::TempDir d;
+    std::vector<Samples> frames{Samples{1, 2, 3, 4}, Samples{0x102, 0x304, 0x506, 0xfff}};
+    kvtest::write_file(d.path("a.raw"), kvtest::raw_bytes(frames, 2, false));
+    kvcli::OpenOptions o;
+    o.width = 2;
+    o.height = 2;
+    o.bits = 12;
+    auto s = kvcli::open_source(d.path("a.raw"), o);
+    EXPECT_EQ(s->info().frames, 2u);
+    EXPECT_EQ(frame_samples(*s, 1), frames[1]);
+    o.order = kvcli::ByteOrder::big;
+    o.bits = 16;
+    s = kvcli::open_source(d.path("a.raw"), o);
+    EXPECT_EQ(frame_samples(*s, 1), (Samples{0x201, 0x403, 0x605, 0xff0f}));
+    o.offset = 2;
+    EXPECT_NE(error_of(d.path("a.raw"), o).find("not a whole number of 8-byte frames"), std::string::npos);
+    o.offset = 100;
+    EXPECT_NE(error_of(d.path("a.raw"), o).find("beyond the end of the file"), std::string::npos);
+    o.offset = 0;
+    o.width = 4;
+    o.height = 4;
+    EXPECT_NE(error_of(d.path("a.raw"), o).find("truncated"), std::string::npos);
+}
+
+TEST(Detection, ByMagicAndRefusals) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("e.bin"), {});
+    EXPECT_EQ(error_of(d.path("e.bin")), "empty file");
+    kvtest::write_file(d.path("t.txt"), {'h', 'e', 'l', 'l', 'o'});
+    EXPECT_NE(error_of(d.path("t.txt")).find("unknown file format"), std::string::npos);
+    kvtest::write_file(d.path("p.ppm"), {'P', '6', '\n', '1', ' ', '1', '\n', '2', '5', '5', '\n', 1, 2, 3});
+    EXPECT_NE(error_of(d.path("p.ppm")).find("colour netpbm"), std::string::npos);
+    EXPECT_NE(error_of(d.path("missing.ser")).find("cannot open"), std::string::npos);
+    EXPECT_EQ(error_of(d.dir()), "is a directory");
+}
+
+}  // namespace

@@ -1,0 +1,37 @@
+// Running the program and handling scratch files in the program's tests.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kvtest {
+
+struct Run {
+    int status = -1;  // exit status, or -1 when the program did not exit normally
+    std::string out, err;
+};
+// Runs the korvimg program with the arguments; stdin is /dev/null.
+Run run_program(const std::vector<std::string> &args);
+
+// A fresh directory, removed with its contents at the end of the test.
+class TempDir {
+  public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir &) = delete;
+    TempDir &operator=(const TempDir &) = delete;
+    std::string path(const std::string &name) const { return dir_ + "/" + name; }
+    const std::string &dir() const { return dir_; }
+    // Names in the directory (hidden ones included), sorted.
+    std::vector<std::string> entries() const;
+
+  private:
+    std::string dir_;
+};
+
+void write_file(const std::string &path, const std::vector<uint8_t> &bytes);
+std::vector<uint8_t> read_file(const std::string &path);
+bool exists(const std::string &path);
+
+}  // namespace kvtest
