@@ -295,27 +295,32 @@ const Family kColourWide = {
         fn<decltype(&color_correction48)>(e)(ctx, image, a.w, a.h);
     }};
 
+// A context of the call's own, made (its 2^24 cache entries filled) and released,
+// or a null one released.
+const Family kColourLifetime = {
+    "colour-correction context lifetime", false,
+    [](const std::string &n) { return one_of(n, {"color_correction_init", "color_correction_done"}); },
+    [](const std::string &, Sweep) { return std::vector<Args>{{0}, {0, 0, 0, 0, 0, 1}}; },
+    [](const kt::Export &, const Args &a, Space &) {
+        ColorCorrectionContext *ctx = nullptr;
+        if (a.variant == 0)
+            if (auto *init = kt::find_export("color_correction_init"))
+                ctx = fn<decltype(&color_correction_init)>(*init)();
+        if (auto *done = kt::find_export("color_correction_done"))
+            fn<decltype(&color_correction_done)>(*done)(ctx);
+    },
+    true};
+
 const Family kColourContext = {
-    "colour-correction context", false,
+    "colour-correction parameters", false,
     [](const std::string &n) {
-        return one_of(n, {"color_correction_init", "color_correction_done", "color_correction_set",
-                          "color_correction_sethsl", "color_correction_gethsl", "color_correction_setrgb",
-                          "color_correction_getrgb", "color_correction_setmatrix",
+        return one_of(n, {"color_correction_set", "color_correction_sethsl", "color_correction_gethsl",
+                          "color_correction_setrgb", "color_correction_getrgb", "color_correction_setmatrix",
                           "color_correction_getmatrix", "color_correction_usematrix"});
     },
     [](const std::string &, Sweep) { return std::vector<Args>{{0}, {0, 0, 0, 0, 0, 1}, {0, 0, 1}}; },
     [](const kt::Export &e, const Args &a, Space &space) {
         const std::string n = e.name;
-        if (n == "color_correction_init" || n == "color_correction_done") {
-            // A context of the call's own, made and released (or a null one released).
-            ColorCorrectionContext *ctx = nullptr;
-            if (a.variant == 0)
-                if (auto *init = kt::find_export("color_correction_init"))
-                    ctx = fn<decltype(&color_correction_init)>(*init)();
-            if (auto *done = kt::find_export("color_correction_done"))
-                fn<decltype(&color_correction_done)>(*done)(ctx);
-            return;
-        }
         ColorCorrectionContext *ctx = a.variant == 1 ? nullptr : space.context();
         const size_t k = ctx ? 1 : 0;  // a null context touches no pointer
         const double v = a.a ? -1e3 : 1.25;
@@ -659,7 +664,7 @@ const Family kMemory = {
 
 const std::vector<Family> &families() {
     static const std::vector<Family> all = {
-        kMembers,         kDispatchers,   kColourApply,       kColourWide,  kColourContext,
+        kMembers,         kDispatchers,   kColourApply,       kColourWide,  kColourLifetime, kColourContext,
         kWhiteBalanceRaw, kWhiteBalanceImage, kBcgTables,     kTableLookups, kConversions,
         kFixedTables,     kBestTables,    kFrameArithmetic,   kMedian,      kHistogramRuns,
         kHistogramRaw,    kMemory};
