@@ -10,6 +10,7 @@ packages=(
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686
   wine64
   libpng-dev libtiff-dev libcfitsio-dev
+  clang libclang-rt-14-dev valgrind
   "$@"
 )
 
