@@ -90,7 +90,8 @@ const std::vector<Target> &targets() {
         std::vector<Target> t;
         for (const kt::Export *e : kh::functions())
             if (const kh::Family *f = kh::family_of(e->name))
-                if (f->demosaic == (KORVIMG_FUZZ_DEMOSAIC != 0)) t.push_back({e, f, f->args(e->name, kh::Sweep::full)});
+                if (f->fuzz && f->demosaic == (KORVIMG_FUZZ_DEMOSAIC != 0))
+                    t.push_back({e, f, f->args(e->name, kh::Sweep::full)});
         return t;
     }();
     return all;

@@ -309,7 +309,7 @@ const Family kColourLifetime = {
         if (auto *done = kt::find_export("color_correction_done"))
             fn<decltype(&color_correction_done)>(*done)(ctx);
     },
-    true};
+    true, false};
 
 const Family kColourContext = {
     "colour-correction parameters", false,

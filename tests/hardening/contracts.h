@@ -68,6 +68,7 @@ struct Family {
     std::vector<Args> (*args)(const std::string &name, Sweep sweep);
     void (*call)(const kt::Export &e, const Args &args, Space &space);
     bool slow = false;  // a call costs milliseconds (fuzzers choose it less often)
+    bool fuzz = true;   // false: no data to vary, and too slow to call often (fuzzers leave it out)
 };
 const std::vector<Family> &families();
 // The family of an exported name, or null when none describes it.
