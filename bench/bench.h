@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -36,6 +37,21 @@ template <class Call>
 void loop(benchmark::State &st, double bytes, Call call) {
     call();
     for (auto _ : st) {
+        call();
+        benchmark::ClobberMemory();
+    }
+    if (bytes > 0) st.SetBytesProcessed(static_cast<int64_t>(static_cast<double>(st.iterations()) * bytes));
+}
+
+// The timed loop of a function that works in place: before every call (outside the
+// timing) `work` gets a fresh copy of `original`.
+template <class T, class Call>
+void in_place_loop(benchmark::State &st, double bytes, const std::vector<T> &original, std::vector<T> &work,
+                   Call call) {
+    for (auto _ : st) {
+        st.PauseTiming();
+        std::copy(original.begin(), original.end(), work.begin());
+        st.ResumeTiming();
         call();
         benchmark::ClobberMemory();
     }

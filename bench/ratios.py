@@ -27,6 +27,15 @@ TARGETS += [
     ("color_correction24 warm / floor", "colour/color_correction24/warm", "floor/colour24", 2.0),
     ("context init (ms)", "colour/context_init", None, 30.0),
 ]
+# Single-pass operations against a memcpy of the bytes they read plus write.
+for name, k in (("frame/add8", 9), ("frame/add16", 10), ("frame/add_sub8", 10), ("frame/add_sub16", 12),
+                ("frame/avg8", 5), ("frame/avg16", 6),
+                ("median/filter8/mosaic", 2), ("median/filter8/adjacent", 2),
+                ("median/filter16/mosaic", 3), ("median/filter16/adjacent", 3),
+                ("histogram/8", 1), ("histogram/12", 2), ("histogram/8rggb", 1), ("histogram/12rggb", 2),
+                ("histogram/8_24", 3), ("histogram/8_32", 4), ("histogram/10_48", 6), ("histogram/12_48", 6),
+                ("histogram/10_64", 8), ("histogram/12_64", 8)):
+    TARGETS.append((f"{name} / floor", name, f"floor/traffic{k}N", 2.0))
 
 UNIT_MS = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}
 
