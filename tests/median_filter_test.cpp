@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "frameops/median_filter.h"
 #include "model/frameops_model.h"
 #include "support/testkit.h"
 
@@ -31,8 +32,11 @@ struct GuardedFrame {
     }
     bool untouched() const { return std::equal(filled.begin(), filled.end(), g.data()); }
     uint8_t *frame() { return g.data() + kBefore; }
-    void filter(int32_t w, int32_t h, uint32_t mosaic) {
-        if (sample_bytes == 1) median_filter8(frame(), w, h, mosaic);
+    // Through the export, or with a chosen instruction set.
+    void filter(int32_t w, int32_t h, uint32_t mosaic, const korvimg::Isa *isa = nullptr) {
+        if (isa != nullptr && sample_bytes == 1) korvimg::median_filter_isa(*isa, frame(), w, h, mosaic);
+        else if (isa != nullptr) korvimg::median_filter_isa(*isa, reinterpret_cast<uint16_t *>(frame()), w, h, mosaic);
+        else if (sample_bytes == 1) median_filter8(frame(), w, h, mosaic);
         else median_filter16(reinterpret_cast<uint16_t *>(frame()), w, h, mosaic);
     }
     bool outside_intact() const {
@@ -187,13 +191,14 @@ V runs_with_spikes(int32_t w, int32_t h, uint32_t maxv, std::mt19937 &rng) {
     return out;
 }
 
-void check_against_model(const V &samples, int bytes, int32_t w, int32_t h, uint32_t mosaic, uint32_t seed) {
+void check_against_model(const V &samples, int bytes, int32_t w, int32_t h, uint32_t mosaic, uint32_t seed,
+                         const korvimg::Isa *isa = nullptr) {
     std::vector<uint8_t> packed = kt::pack(samples, bytes);
     packed.resize(samples.size() * bytes);
     std::vector<uint8_t> want = packed;
     model::median_filter(want, bytes, w, h, mosaic);
     GuardedFrame f(packed, bytes, seed);
-    f.filter(w, h, mosaic);
+    f.filter(w, h, mosaic, isa);
     ASSERT_TRUE(f.outside_intact()) << "wrote outside the frame";
     const std::vector<uint8_t> got = f.contents();
     for (size_t k = 0; k < got.size(); ++k)
@@ -236,6 +241,32 @@ TEST(MedianFilterModel, WideRowsAgainstModel) {
                     if (HasFatalFailure()) return;
                 }
             }
+}
+
+// Every instruction set this CPU runs (the plain loop, SSE2, AVX2), forced, against
+// the model: every width up to 200 covers the vector remainders of both distances,
+// the larger ones the block boundaries.
+TEST(MedianFilterModel, EveryInstructionSetAgainstModel) {
+    std::mt19937 rng(79);
+    std::vector<int32_t> widths;
+    for (int32_t w = 0; w <= 200; ++w) widths.push_back(w);
+    for (int32_t w : {2047, 2048, 2049, 4100, 10000}) widths.push_back(w);
+    for (korvimg::Isa isa : {korvimg::Isa::scalar, korvimg::Isa::sse2, korvimg::Isa::avx2}) {
+        if (korvimg::usable_isa(isa) != isa) continue;
+        for (int bytes : {1, 2})
+            for (uint32_t mosaic : {0u, 1u})
+                for (int32_t w : widths) {
+                    const int32_t h = 3;
+                    const uint32_t maxv = bytes == 1 ? 255 : 65535;
+                    const int kind = static_cast<int>(static_cast<uint32_t>(w) % kt::kFrameKinds);
+                    for (const V &frame : {kt::make_frame(kind, w, h, maxv, rng), runs_with_spikes(w, h, maxv, rng)}) {
+                        SCOPED_TRACE(std::string(korvimg::isa_name(isa)) + " " + std::to_string(bytes * 8) + "-bit " +
+                                     std::to_string(w) + "x" + std::to_string(h) + " mosaic " + std::to_string(mosaic));
+                        check_against_model(frame, bytes, w, h, mosaic, rng(), &isa);
+                        if (HasFatalFailure()) return;
+                    }
+                }
+    }
 }
 
 }  // namespace

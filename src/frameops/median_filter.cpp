@@ -11,15 +11,14 @@
 // the input). The rest of a 16-bit row is left as it was.
 //
 // Rows of any width: instead of a buffer for the whole row, the row is done in
-// blocks. A block's outputs are computed from a window holding the unfiltered
-// samples from 2d before the block to 2d after it, then copied back over the block;
-// the window's last 2d samples (the only ones already overwritten that the next block
-// still reads) are carried over to the next window.
+// blocks, each copied back over the row one block late, when nothing still to be
+// computed reads the unfiltered samples it replaces.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
+#include "frameops/median_filter.h"
 #include "frameops/spike_limit_sse2.h"
 #include "korvimg.h"
 
@@ -29,16 +28,20 @@ namespace {
 constexpr int32_t kBlock = 2048;  // outputs per block
 
 // Outputs for `n` columns from a window in which win[i] is the unfiltered sample of
-// the first of those columns plus i - 2D. Only interior columns are given here; they
-// read at most 2D columns either side. This is the rule as stated, in signed values
-// wide enough for the extrapolations (-max .. 2 * max); where SSE2 is there it does
-// all but the last few columns of a span.
+// the column 2D before the first of those columns, plus i. Only interior columns are
+// given here; they read at most 2D columns either side. The plain loop is the rule as
+// stated, in signed values wide enough for the extrapolations (-max .. 2 * max); the
+// vector kernels, where the instruction set allows, do all but the last few columns.
 template <class S, int D>
-void limit_span(const S *win, S *out, int32_t n) {
+void limit_span(const S *win, S *out, int32_t n, Isa isa) {
     int32_t i = 0;
-#if KORVIMG_SPIKE_LIMIT_SSE2
-    i = sse2::limit_span<S, D>(win, out, n);
+#if KORVIMG_X86
+    if (isa == Isa::avx2) i = avx2::limit_span<S, D>(win, out, n);
 #endif
+#if KORVIMG_SPIKE_LIMIT_SSE2
+    if (isa != Isa::scalar) i += sse2::limit_span<S, D>(win + i, out + i, n - i);
+#endif
+    (void)isa;
     for (; i < n; ++i) {
         const S *p = win + 2 * D + i;
         const int32_t c = p[0];
@@ -52,52 +55,63 @@ void limit_span(const S *win, S *out, int32_t n) {
 }
 
 // One row: columns [0, n_out) are computed, and the first `bytes` bytes of them are
-// copied back over the row.
+// copied back over the row. A block's outputs are computed straight from the row,
+// whose samples from 2D before the block on are still unfiltered: the block before
+// is copied back only once this block is done (the blocks are longer than 2D).
 template <class S, int D>
-void filter_row(S *row, int32_t width, int32_t n_out, uint32_t bytes) {
-    S win[kBlock + 4 * D];  // unfiltered samples x0 - 2D .. x0 + kBlock + 2D - 1
-    S out[kBlock];
+void filter_row(S *row, int32_t width, int32_t n_out, uint32_t bytes, Isa isa) {
+    static_assert(kBlock >= 2 * D, "a block must cover what the next one reads before it");
+    S out[2][kBlock];
     const int32_t first = 2 * D, last = width - 1 - 2 * D;  // interior columns
-    for (int32_t x0 = 0; x0 < n_out; x0 += kBlock) {
+    auto copy_back = [&](int32_t x0, int32_t n, const S *outputs) {
+        const uint32_t done = static_cast<uint32_t>(x0) * sizeof(S);
+        memory_copy(row + x0, outputs, std::min<uint32_t>(static_cast<uint32_t>(n) * sizeof(S), bytes - done));
+    };
+    int32_t pending_x0 = 0, pending_n = 0;
+    const S *pending = nullptr;
+    for (int32_t x0 = 0, k = 0; x0 < n_out; x0 += kBlock, k ^= 1) {
         const int32_t n = std::min(kBlock, n_out - x0);
-        // The window: 2D carried-over samples (from the previous block; unused for
-        // the first), then the row from x0 on as far as the row reaches.
-        if (x0 > 0) std::memcpy(win, win + kBlock, 2 * D * sizeof(S));
-        const int32_t avail = std::min(kBlock + 2 * D, width - x0);
-        std::memcpy(win + 2 * D, row + x0, static_cast<size_t>(avail) * sizeof(S));
+        S *o = out[k];
         // Border columns keep their value; interior ones are limited.
         const int32_t lo = std::clamp(first - x0, 0, n), hi = std::clamp(last + 1 - x0, lo, n);
-        std::memcpy(out, win + 2 * D, static_cast<size_t>(lo) * sizeof(S));
-        limit_span<S, D>(win + lo, out + lo, hi - lo);
-        std::memcpy(out + hi, win + 2 * D + hi, static_cast<size_t>(n - hi) * sizeof(S));
-        // Back over the row, never beyond the byte count.
-        const uint32_t done = static_cast<uint32_t>(x0) * sizeof(S);
-        memory_copy(row + x0, out, std::min<uint32_t>(static_cast<uint32_t>(n) * sizeof(S), bytes - done));
+        std::memcpy(o, row + x0, static_cast<size_t>(lo) * sizeof(S));
+        limit_span<S, D>(row + x0 + lo - 2 * D, o + lo, hi - lo, isa);
+        std::memcpy(o + hi, row + x0 + hi, static_cast<size_t>(n - hi) * sizeof(S));
+        if (pending != nullptr) copy_back(pending_x0, pending_n, pending);
+        pending_x0 = x0;
+        pending_n = n;
+        pending = o;
     }
+    if (pending != nullptr) copy_back(pending_x0, pending_n, pending);
 }
 
 template <class S, int D>
-void filter_frame(S *frame, int32_t width, int32_t height) {
+void filter_frame(S *frame, int32_t width, int32_t height, Isa isa) {
     const uint32_t bytes = static_cast<uint32_t>(width);
     const int32_t n_out = static_cast<int32_t>((bytes + sizeof(S) - 1) / sizeof(S));
-    for (int32_t y = 0; y < height; ++y) filter_row<S, D>(frame + static_cast<size_t>(y) * static_cast<size_t>(width), width, n_out, bytes);
+    for (int32_t y = 0; y < height; ++y)
+        filter_row<S, D>(frame + static_cast<size_t>(y) * static_cast<size_t>(width), width, n_out, bytes, isa);
 }
+
+}  // namespace
 
 // A height below 1 or a width of 0 does nothing; a negative width has no rows to
 // speak of and does nothing either.
 template <class S>
-void median_filter(S *frame, int32_t width, int32_t height, uint32_t mosaic) {
+void median_filter_isa(Isa isa, S *frame, int32_t width, int32_t height, uint32_t mosaic) {
     if (height < 1 || width < 1) return;
-    if (mosaic != 0) filter_frame<S, 2>(frame, width, height);
-    else filter_frame<S, 1>(frame, width, height);
+    isa = usable_isa(isa);
+    if (mosaic != 0) filter_frame<S, 2>(frame, width, height, isa);
+    else filter_frame<S, 1>(frame, width, height, isa);
 }
+template void median_filter_isa<uint8_t>(Isa, uint8_t *, int32_t, int32_t, uint32_t);
+template void median_filter_isa<uint16_t>(Isa, uint16_t *, int32_t, int32_t, uint32_t);
 
-}  // namespace
 }  // namespace korvimg
 
 extern "C" KORVIMG_API void KORVIMG_CALL median_filter8(uint8_t *frame, int32_t width, int32_t height, uint32_t mosaic) {
-    korvimg::median_filter(frame, width, height, mosaic);
+    korvimg::median_filter_isa(korvimg::best_isa(), frame, width, height, mosaic);
 }
 extern "C" KORVIMG_API void KORVIMG_CALL median_filter16(uint16_t *frame, int32_t width, int32_t height, uint32_t mosaic) {
-    korvimg::median_filter(frame, width, height, mosaic);
+    korvimg::median_filter_isa(korvimg::best_isa(), frame, width, height, mosaic);
 }
