@@ -304,17 +304,70 @@ V random_samples(size_t n, uint32_t bins, int bytes, int kind, std::mt19937 &rng
     return out;
 }
 
+void check_run(const RunFn &f, int32_t n, int kind, std::mt19937 &rng) {
+    const V s = random_samples(static_cast<size_t>(std::max(n, 0)), f.bins, f.bytes, kind, rng);
+    const auto packed = kt::pack(s, f.bytes);
+    Bins h(f.bins, rng());
+    f.call(packed.data(), n, h.data());
+    ASSERT_TRUE(h.g.guard_intact()) << f.name;
+    ASSERT_EQ(h.values(), model::histogram(s, n, f.bins)) << f.name << " count " << n << " kind " << kind;
+}
+
+void check_image(const ImageFn &f, int32_t n, int kind, std::mt19937 &rng) {
+    const V s = random_samples(static_cast<size_t>(std::max(n, 0)) * f.channels, f.bins, f.bytes, kind, rng);
+    const auto packed = kt::pack(s, f.bytes);
+    Bins r(f.bins, rng()), g(f.bins, rng()), b(f.bins, rng());
+    f.call(packed.data(), n, r.data(), g.data(), b.data());
+    const auto want = model::histogram_image(s, n, f.channels, f.bins);
+    SCOPED_TRACE(std::string(f.name) + " " + std::to_string(n) + " kind " + std::to_string(kind));
+    for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
+    ASSERT_EQ(r.values(), want.red);
+    ASSERT_EQ(g.values(), want.green);
+    ASSERT_EQ(b.values(), want.blue);
+    // The shared-array cases: blue and red into one array, then green and blue.
+    Bins shared(f.bins, rng()), other(f.bins, rng());
+    f.call(packed.data(), n, shared.data(), other.data(), shared.data());
+    V both = want.red;
+    for (uint32_t v = 0; v < f.bins; ++v) both[v] += want.blue[v];
+    ASSERT_EQ(shared.values(), both) << "red and blue shared";
+    ASSERT_EQ(other.values(), want.green) << "red and blue shared";
+    f.call(packed.data(), n, other.data(), shared.data(), shared.data());
+    both = want.green;
+    for (uint32_t v = 0; v < f.bins; ++v) both[v] += want.blue[v];
+    ASSERT_EQ(shared.values(), both) << "green and blue shared";
+    ASSERT_EQ(other.values(), want.red) << "green and blue shared";
+}
+
+void check_raw(const RawFn &f, int32_t w, int32_t h, int kind, std::mt19937 &rng) {
+    const V s = random_samples(static_cast<size_t>(w) * static_cast<size_t>(h), f.bins, f.bytes, kind, rng);
+    const auto packed = kt::pack(s, f.bytes);
+    Bins r(f.bins, rng()), g(f.bins, rng()), b(f.bins, rng());
+    f.call(packed.data(), w, h, r.data(), g.data(), b.data());
+    const auto want = model::histogram_raw(s, w, h, f.pattern, f.bins);
+    SCOPED_TRACE(f.name + " " + std::to_string(w) + "x" + std::to_string(h) + " kind " + std::to_string(kind));
+    for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
+    ASSERT_EQ(r.values(), want.red);
+    ASSERT_EQ(g.values(), want.green);
+    ASSERT_EQ(b.values(), want.blue);
+    const uint64_t cells = static_cast<uint64_t>(w / 2) * static_cast<uint64_t>(h / 2);
+    EXPECT_EQ(total(g.values()), 2 * cells);
+    EXPECT_EQ(total(r.values()), cells);
+    // Green and red into one array.
+    Bins shared(f.bins, rng()), blue(f.bins, rng());
+    f.call(packed.data(), w, h, shared.data(), shared.data(), blue.data());
+    V both = want.red;
+    for (uint32_t v = 0; v < f.bins; ++v) both[v] += want.green[v];
+    ASSERT_EQ(shared.values(), both);
+    ASSERT_EQ(blue.values(), want.blue);
+}
+
 TEST(HistogramModel, RunsAgainstModel) {
     std::mt19937 rng(41);
     for (const auto &f : kRuns)
         for (int32_t n : {-2, 0, 1, 2, 3, 7, 64, 255, 1001, 4097, 20000})
             for (int kind = 0; kind < 4; ++kind) {
-                const V s = random_samples(static_cast<size_t>(std::max(n, 0)), f.bins, f.bytes, kind, rng);
-                const auto packed = kt::pack(s, f.bytes);
-                Bins h(f.bins, rng());
-                f.call(packed.data(), n, h.data());
-                ASSERT_TRUE(h.g.guard_intact()) << f.name;
-                ASSERT_EQ(h.values(), model::histogram(s, n, f.bins)) << f.name << " count " << n << " kind " << kind;
+                check_run(f, n, kind, rng);
+                if (HasFatalFailure()) return;
             }
 }
 
@@ -323,22 +376,8 @@ TEST(HistogramModel, ImagesAgainstModel) {
     for (const auto &f : kImages)
         for (int32_t n : {-1, 0, 1, 2, 5, 333, 4099})
             for (int kind = 0; kind < 4; ++kind) {
-                const V s = random_samples(static_cast<size_t>(std::max(n, 0)) * f.channels, f.bins, f.bytes, kind, rng);
-                const auto packed = kt::pack(s, f.bytes);
-                Bins r(f.bins, rng()), g(f.bins, rng()), b(f.bins, rng());
-                f.call(packed.data(), n, r.data(), g.data(), b.data());
-                const auto want = model::histogram_image(s, n, f.channels, f.bins);
-                for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact()) << f.name;
-                ASSERT_EQ(r.values(), want.red) << f.name << " " << n;
-                ASSERT_EQ(g.values(), want.green) << f.name << " " << n;
-                ASSERT_EQ(b.values(), want.blue) << f.name << " " << n;
-                // The shared-array case: blue and red into one array.
-                Bins shared(f.bins, rng()), green(f.bins, rng());
-                f.call(packed.data(), n, shared.data(), green.data(), shared.data());
-                V both = want.red;
-                for (uint32_t v = 0; v < f.bins; ++v) both[v] += want.blue[v];
-                ASSERT_EQ(shared.values(), both) << f.name << " shared";
-                ASSERT_EQ(green.values(), want.green) << f.name << " shared";
+                check_image(f, n, kind, rng);
+                if (HasFatalFailure()) return;
             }
 }
 
@@ -347,28 +386,40 @@ TEST(HistogramModel, RawFramesAgainstModel) {
     for (const auto &f : raw_fns())
         for (int32_t h : {0, 1, 2, 3, 5, 10, 33})
             for (int32_t w : {0, 1, 3, 4, 5, 9, 16, 31, 101}) {
-                const int kind = static_cast<int>(rng() % 4);
-                const V s = random_samples(static_cast<size_t>(w) * static_cast<size_t>(h), f.bins, f.bytes, kind, rng);
-                const auto packed = kt::pack(s, f.bytes);
-                Bins r(f.bins, rng()), g(f.bins, rng()), b(f.bins, rng());
-                f.call(packed.data(), w, h, r.data(), g.data(), b.data());
-                const auto want = model::histogram_raw(s, w, h, f.pattern, f.bins);
-                SCOPED_TRACE(f.name + " " + std::to_string(w) + "x" + std::to_string(h));
-                for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
-                ASSERT_EQ(r.values(), want.red);
-                ASSERT_EQ(g.values(), want.green);
-                ASSERT_EQ(b.values(), want.blue);
-                const uint64_t cells = static_cast<uint64_t>(w / 2) * static_cast<uint64_t>(h / 2);
-                EXPECT_EQ(total(g.values()), 2 * cells);
-                EXPECT_EQ(total(r.values()), cells);
-                // Green and red into one array.
-                Bins shared(f.bins, rng()), blue(f.bins, rng());
-                f.call(packed.data(), w, h, shared.data(), shared.data(), blue.data());
-                V both = want.red;
-                for (uint32_t v = 0; v < f.bins; ++v) both[v] += want.green[v];
-                ASSERT_EQ(shared.values(), both);
-                ASSERT_EQ(blue.values(), want.blue);
+                check_raw(f, w, h, static_cast<int>(rng() % 4), rng);
+                if (HasFatalFailure()) return;
             }
+}
+
+// Large 8-bit inputs are counted by pairs of samples from 2^18 samples on: sizes on
+// both sides of that line, odd counts and widths (a sample or a cell left over), and
+// every kind of content, long runs of one value included.
+TEST(HistogramModel, LargeEightBitInputsAgainstModel) {
+    std::mt19937 rng(44);
+    constexpr int32_t kLine = 1 << 18;
+    for (int32_t n : {kLine - 1, kLine, kLine + 7, 300001})
+        for (int kind = 0; kind < 4; ++kind) {
+            check_run(kRuns[0], n, kind, rng);
+            if (HasFatalFailure()) return;
+        }
+    for (const auto &f : kImages) {
+        if (f.bytes != 1) continue;
+        for (int32_t n : {kLine / 3, kLine / 3 + 1, 100001})
+            for (int kind = 0; kind < 4; ++kind) {
+                check_image(f, n, kind, rng);
+                if (HasFatalFailure()) return;
+            }
+    }
+    for (const auto &f : raw_fns()) {
+        if (f.bytes != 1) continue;
+        // 1001 x 262 has just under 2^18 samples in its cells, the others more.
+        const int32_t sizes[][2] = {{1001, 262}, {512, 512}, {1003, 301}, {514, 513}, {515, 1024}};
+        for (const auto &size : sizes)
+            for (int kind = 0; kind < 4; ++kind) {
+                check_raw(f, size[0], size[1], kind, rng);
+                if (HasFatalFailure()) return;
+            }
+    }
 }
 
 }  // namespace

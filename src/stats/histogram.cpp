@@ -13,6 +13,7 @@
 #include <type_traits>
 
 #include "frame/traits.h"
+#include "korvimg.h"
 
 namespace korvimg {
 namespace {
@@ -46,11 +47,87 @@ struct Sets {
     }
 };
 
+// Large 8-bit inputs are counted two samples per increment: a table of 65536 counts,
+// one per pair of values, takes a pair of neighbouring samples (first | second << 8),
+// and is folded into the two samples' histograms at the end. That halves the
+// increments, which bound the speed of counting, for the price of clearing and
+// folding the table (256 KiB, a fixed cost that pays off from about kPairsFrom
+// samples). The table comes from the heap for the call; without it the samples are
+// counted one by one.
+constexpr int64_t kPairsFrom = int64_t{1} << 18;
+
+class PairTable {
+  public:
+    static constexpr uint32_t kEntries = 65536;
+    PairTable() : table_(static_cast<uint32_t *>(memory_alloc(kEntries * sizeof(uint32_t)))) {
+        if (table_ != nullptr) memory_zero(table_, kEntries * sizeof(uint32_t));
+    }
+    ~PairTable() {
+        if (table_ != nullptr) memory_free(table_);
+    }
+    PairTable(const PairTable &) = delete;
+    PairTable &operator=(const PairTable &) = delete;
+    explicit operator bool() const { return table_ != nullptr; }
+
+    void count(uint32_t first, uint32_t second) { ++table_[first | second << 8]; }
+    // The pair of samples at p[0] and p[1].
+    void count(const uint8_t *p) { count(p[0], p[1]); }
+    // The two pairs of samples 0, 1 and 2, 3 of a 32-bit little-endian word.
+    void count_two(uint32_t word) {
+        ++table_[word & 0xffffu];
+        ++table_[word >> 16];
+    }
+    // Adds every pair's count to the bin of its first sample in `first` and of its
+    // second in `second` (which may be one array).
+    void fold(uint32_t *first, uint32_t *second) const {
+        uint32_t firsts[256] = {};
+        for (uint32_t hi = 0; hi < 256; ++hi) {
+            const uint32_t *row = table_ + hi * 256;
+            uint32_t sum = 0;
+            for (uint32_t lo = 0; lo < 256; ++lo) {
+                firsts[lo] += row[lo];
+                sum += row[lo];
+            }
+            second[hi] += sum;
+        }
+        for (uint32_t v = 0; v < 256; ++v) first[v] += firsts[v];
+    }
+
+  private:
+    uint32_t *const table_;
+};
+
+// Eight samples from p on, as two little-endian 32-bit words.
+inline void load_words(const uint8_t *p, uint32_t &low, uint32_t &high) {
+    low = uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
+    high = uint32_t{p[4]} | uint32_t{p[5]} << 8 | uint32_t{p[6]} << 16 | uint32_t{p[7]} << 24;
+}
+
+// A run of 8-bit samples by pairs; false when there was no table.
+bool histogram_run_pairs(const uint8_t *samples, int32_t n, uint32_t *histogram) {
+    PairTable pairs;
+    if (!pairs) return false;
+    int32_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        uint32_t low, high;
+        load_words(samples + i, low, high);
+        pairs.count_two(low);
+        pairs.count_two(high);
+    }
+    for (; i + 2 <= n; i += 2) pairs.count(samples + i);
+    if (i < n) ++histogram[samples[i]];
+    pairs.fold(histogram, histogram);
+    return true;
+}
+
 // A run of samples, four at a time into four sets.
 template <class S, uint32_t Bins>
 void histogram_run(const S *samples, int32_t n, uint32_t *histogram) {
     clear<Bins>(histogram);
     if (n < 1) return;
+    if constexpr (sizeof(S) == 1) {
+        if (n >= kPairsFrom && histogram_run_pairs(samples, n, histogram)) return;
+    }
     Sets<Bins, 4> h(histogram);
     int32_t i = 0;
     for (; i + 3 < n; i += 4) {
@@ -71,6 +148,32 @@ void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *gr
     clear<Bins>(green);
     clear<Bins>(blue);
     if (pixels < 1) return;
+    if constexpr (sizeof(S) == 1) {
+        // Large 8-bit images: blue and green of a pixel as one pair, red on its own.
+        // (A second table for pairs of reds was no faster: the tables then outgrow
+        // the cache nearest the core.)
+        if (int64_t{pixels} * 3 >= kPairsFrom) {
+            PairTable blue_green;
+            if (blue_green) {
+                Sets<Bins, 2> r(red);
+                const S *px = image;
+                int32_t p = 0;
+                for (; p + 1 < pixels; p += 2, px += 2 * Channels) {
+                    blue_green.count(px + kBlue);
+                    count<S, Bins>(r.template way<0>(), px[kRed]);
+                    blue_green.count(px + Channels + kBlue);
+                    count<S, Bins>(r.template way<1>(), px[Channels + kRed]);
+                }
+                if (p < pixels) {
+                    blue_green.count(px + kBlue);
+                    count<S, Bins>(r.template way<0>(), px[kRed]);
+                }
+                r.finish();
+                blue_green.fold(blue, green);
+                return;
+            }
+        }
+    }
     Sets<Bins, 2> r(red), g(green), b(blue);
     auto pixel = [&](int32_t p, auto way) {
         constexpr int K = decltype(way)::value;
@@ -110,6 +213,34 @@ void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, u
     Sets<Bins, 2> &at2 = *by_colour[Mosaic<P>::at(1, 0)], &at3 = *by_colour[Mosaic<P>::at(1, 1)];
     const size_t w = static_cast<size_t>(width);
     const size_t step = 2 * static_cast<size_t>(cells) + w;
+    if constexpr (sizeof(S) == 1) {
+        // Large 8-bit frames: each cell as two pairs, its top samples into one table
+        // and its bottom samples into another.
+        if (int64_t{pairs} * cells * 4 >= kPairsFrom) {
+            PairTable top_pairs, bottom_pairs;
+            if (top_pairs && bottom_pairs) {
+                for (int32_t row_pair = 0; row_pair < pairs; ++row_pair) {
+                    const S *top = raw + static_cast<size_t>(row_pair) * step;
+                    const S *bottom = top + w;
+                    int32_t k = 0;
+                    for (; k + 2 <= cells; k += 2) {
+                        uint32_t top_words, bottom_words, unused;
+                        load_words(top + 2 * k, top_words, unused);
+                        load_words(bottom + 2 * k, bottom_words, unused);
+                        top_pairs.count_two(top_words);
+                        bottom_pairs.count_two(bottom_words);
+                    }
+                    if (k < cells) {
+                        top_pairs.count(top + 2 * k);
+                        bottom_pairs.count(bottom + 2 * k);
+                    }
+                }
+                top_pairs.fold(at0.caller, at1.caller);
+                bottom_pairs.fold(at2.caller, at3.caller);
+                return;
+            }
+        }
+    }
     for (int32_t row_pair = 0; row_pair < pairs; ++row_pair) {
         const S *top = raw + static_cast<size_t>(row_pair) * step;
         const S *bottom = top + w;
