@@ -111,14 +111,27 @@ struct Wide {
     static V eq(V a, V b) { return wide ? I::cmpeq32(a, b) : I::cmpeq16(a, b); }
     static V gt(V a, V b) { return wide ? I::cmpgt32(a, b) : I::cmpgt16(a, b); }
     // mask ? a : b
-    static V select(V mask, V a, V b) { return I::or_(I::and_(mask, a), I::andnot(mask, b)); }
+    static V select(V mask, V a, V b) { return I::select(mask, a, b); }
     // Shift right of a value that is never negative (the floor of a / 2^K).
     template <int K> static V shr(V a) { return wide ? I::template srl32<K>(a) : I::template srl16<K>(a); }
     // Signed division by 2^K truncating toward zero.
+    // Where the instruction set copies signs, the magnitude is shifted and given the
+    // sign back; elsewhere a negative value is biased by 2^K - 1 (from its sign bits)
+    // before the arithmetic shift.
     template <int K> static V div(V a) {
-        const V sign = wide ? I::template sra32<31>(a) : I::template sra16<15>(a);
-        const V biased = add(a, I::and_(sign, set((1 << K) - 1)));
-        return wide ? I::template sra32<K>(biased) : I::template sra16<K>(biased);
+        if constexpr (I::has_sign) {
+            return sign_of(shr<K>(abs(a)), a);
+        } else {
+            const V bias = wide ? I::template srl32<32 - K>(I::template sra32<31>(a))
+                                : I::template srl16<16 - K>(I::template sra16<15>(a));
+            const V biased = add(a, bias);
+            return wide ? I::template sra32<K>(biased) : I::template sra16<K>(biased);
+        }
+    }
+    // The same division when abs(a) is at hand.
+    template <int K> static V div(V a, V magnitude) {
+        if constexpr (I::has_sign) return sign_of(shr<K>(magnitude), a);
+        else return div<K>(a);
     }
     // The samples at even and at odd positions of a vector of samples, each widened
     // in place of its pair (sample 2k or 2k + 1 becomes widened element k).
@@ -126,12 +139,12 @@ struct Wide {
     static V odd(V v) { return wide ? I::template srl32<16>(v) : I::template srl16<8>(v); }
     // The inverse of even and odd: samples from the widened even and odd ones,
     // clamping to 0 .. the largest sample. The packs keep each 128-bit block's evens
-    // before its odds; the unpack interleaves the two halves of each block.
-    static V interleave(V evens, V odds) {
-        const V packed = narrow(evens, odds);
-        const V odd_half = I::unpackhi64(packed, packed);
-        return wide ? I::unpacklo16(packed, odd_half) : I::unpacklo8(packed, odd_half);
-    }
+    // before its odds; zip_halves interleaves the two halves of each block.
+    static V interleave(V evens, V odds) { return I::template zip_halves<S>(narrow(evens, odds)); }
+
+  private:
+    template <class J = I>
+    static V sign_of(V a, V b) { return wide ? J::sign32(a, b) : J::sign16(a, b); }
 };
 
 }  // namespace simd

@@ -45,6 +45,12 @@ struct Avx2 {
     static V abs32(V a) { return _mm256_abs_epi32(a); }
     static V avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
     static V avg16(V a, V b) { return _mm256_avg_epu16(a, b); }
+    // mask ? a : b, the mask's elements all ones or all zeros.
+    static V select(V mask, V a, V b) { return _mm256_blendv_epi8(b, a, mask); }
+    // a with the sign of b (0 where b is 0).
+    static constexpr bool has_sign = true;
+    static V sign16(V a, V b) { return _mm256_sign_epi16(a, b); }
+    static V sign32(V a, V b) { return _mm256_sign_epi32(a, b); }
 
     // Unpacks work within each 128-bit lane.
     static V unpacklo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
@@ -61,6 +67,17 @@ struct Avx2 {
     static V packs32(V a, V b) { return _mm256_packs_epi32(a, b); }
     static V packus32(V a, V b) { return _mm256_packus_epi32(a, b); }
     static V pack_order(V v) { return _mm256_permute4x64_epi64(v, 0xD8); }
+    // Within each 128-bit lane, the elements (of S's size) of the low half and of the
+    // high half taken alternately: one byte shuffle.
+    template <class S>
+    static V zip_halves(V v) {
+        const V order = sizeof(S) == 1
+            ? _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15,
+                               0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15)
+            : _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15,
+                               0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
+        return _mm256_shuffle_epi8(v, order);
+    }
 
     // The lane-wise unpacking leaves p0 = pixels [0..q) and [4q..5q), p1 = [q..2q) and
     // [5q..6q) and so on (q pixels per lane); reorder to four consecutive runs.

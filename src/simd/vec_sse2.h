@@ -48,6 +48,10 @@ struct Sse2 {
     }
     static V avg8(V a, V b) { return _mm_avg_epu8(a, b); }    // rounds up
     static V avg16(V a, V b) { return _mm_avg_epu16(a, b); }  // rounds up
+    // mask ? a : b, the mask's elements all ones or all zeros.
+    static V select(V mask, V a, V b) { return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b)); }
+    // No sign-copying instruction here (it came with SSSE3).
+    static constexpr bool has_sign = false;
 
     static V unpacklo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
     static V unpackhi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
@@ -71,6 +75,13 @@ struct Sse2 {
         return _mm_xor_si128(_mm_packs_epi32(clamp(a), clamp(b)), _mm_set1_epi16(static_cast<short>(0x8000)));
     }
     static V pack_order(V v) { return v; }
+    // The elements (of S's size) of the low half and of the high half taken
+    // alternately.
+    template <class S>
+    static V zip_halves(V v) {
+        const V high = _mm_unpackhi_epi64(v, v);
+        return sizeof(S) == 1 ? _mm_unpacklo_epi8(v, high) : _mm_unpacklo_epi16(v, high);
+    }
 
     // Four vectors of interleaved pixels made by unpacking (lo/lo, lo/hi, hi/lo,
     // hi/hi) are already in pixel order here.
