@@ -96,7 +96,11 @@ void laplacian_green_row(const typename D::Sample *source, ptrdiff_t width, type
     for (ptrdiff_t j = 0;; j = j + 2 * n <= columns ? j + n : columns - n) {
         const S *s = source + j;
         const V x = I::load(s);
-        const V X = at_own(x), L = at_own(I::load(s - 1)), R = at_own(I::load(s + 1));
+        // The green sample of a pair is the left neighbour of its own-colour site when
+        // green comes first, else the right one.
+        const V G = at_green(x);
+        const V X = at_own(x);
+        const V L = green_first ? G : at_own(I::load(s - 1)), R = green_first ? at_own(I::load(s + 1)) : G;
         const V U = at_own(I::load(s - w)), D_ = at_own(I::load(s + w));
         const V x2 = Wd::add(X, X);
         const V hd = Wd::sub(Wd::sub(x2, at_own(I::load(s - 2))), at_own(I::load(s + 2)));
@@ -111,7 +115,7 @@ void laplacian_green_row(const typename D::Sample *source, ptrdiff_t width, type
         const V sum = Wd::select(equal, Wd::add(lr, ud), Wd::select(vertical, Wd::add(ud, ud), Wd::add(lr, lr)));
         const V correction = Wd::select(equal, Wd::add(hd, vd), Wd::select(vertical, Wd::add(vd, vd), Wd::add(hd, hd)));
         const V green = Wd::add(Wd::template shr<2>(sum), Wd::template div<3>(correction));
-        I::store(greens + j, green_first ? Wd::interleave(at_green(x), green) : Wd::interleave(green, at_green(x)));
+        I::store(greens + j, green_first ? Wd::interleave(G, green) : Wd::interleave(green, G));
         if (j + n == columns) break;
     }
 }
@@ -139,26 +143,32 @@ void laplacian_rb_row(const typename D::Sample *source, ptrdiff_t width, const t
     for (ptrdiff_t j = 0;; j = j + 2 * n <= columns ? j + n : columns - n) {
         const S *s = source + j;
         const V x = I::load(s);
-        // Greens one column left of (0), at (1) and right of (2) the columns.
-        const V gc = I::load(row + j + 1);
-        const V gl = I::load(row + j), gr = I::load(row + j + 2);
-        const V ga = I::load(above + j + 1), gb = I::load(below + j + 1);
-        const V gal = I::load(above + j), gar = I::load(above + j + 2);
-        const V gbl = I::load(below + j), gbr = I::load(below + j + 2);
-        // At green sites: the row colour along the row, the other along the column.
-        const V Gg = at_green(gc), g2g = Wd::add(Gg, Gg);
-        const V ch = Wd::sub(Wd::sub(g2g, at_green(gl)), at_green(gr));
-        const V cv = Wd::sub(Wd::sub(g2g, at_green(ga)), at_green(gb));
-        const V horizontal = Wd::add(Wd::template shr<1>(Wd::add(at_green(I::load(s - 1)), at_green(I::load(s + 1)))),
-                                     Wd::template div<2>(ch));
-        const V vertical = Wd::add(Wd::template shr<1>(Wd::add(at_green(I::load(s - w)), at_green(I::load(s + w)))),
-                                   Wd::template div<2>(cv));
+        // An own-colour site's neighbours on the side of its pair's green site lie in
+        // that green site's column: in any row they are the green-site elements of
+        // the vector at the columns themselves (U, Dn, Ga, Gb serve on both sites),
+        // and the green site's neighbour on the other side is the own-colour sample.
+        const V Xo = at_own(x);
+        const V U = at_green(I::load(s - w)), Dn = at_green(I::load(s + w));  // above, below the green sites
+        const V gc = I::load(row + j + 1);  // the greens at the columns
+        const V Gg = at_green(gc), Go = at_own(gc);
+        const V Ga = at_green(I::load(above + j + 1)), Gb = at_green(I::load(below + j + 1));
+        // At green sites: the row colour along the row, the other along the column,
+        // each corrected by the greens' second difference.
+        const V g2g = Wd::add(Gg, Gg);
+        const V beyond = at_green(I::load(green_first ? s - 1 : s + 1));
+        const V green_beyond = at_green(I::load(green_first ? row + j : row + j + 2));
+        const V ch = Wd::sub(Wd::sub(g2g, Go), green_beyond);
+        const V cv = Wd::sub(Wd::sub(g2g, Ga), Gb);
+        const V horizontal = Wd::add(Wd::template shr<1>(Wd::add(beyond, Xo)), Wd::template div<2>(ch));
+        const V vertical = Wd::add(Wd::template shr<1>(Wd::add(U, Dn)), Wd::template div<2>(cv));
         // At own-colour sites: the opposite colour along the flatter diagonal.
-        const V Go = at_own(gc), g2o = Wd::add(Go, Go);
-        const V NW = at_own(I::load(s - w - 1)), NE = at_own(I::load(s - w + 1));
-        const V SW = at_own(I::load(s + w - 1)), SE = at_own(I::load(s + w + 1));
-        const V d1 = Wd::sub(Wd::sub(g2o, at_own(gal)), at_own(gbr));
-        const V d2 = Wd::sub(Wd::sub(g2o, at_own(gar)), at_own(gbl));
+        const V g2o = Wd::add(Go, Go);
+        const V NW = green_first ? U : at_own(I::load(s - w - 1)), NE = green_first ? at_own(I::load(s - w + 1)) : U;
+        const V SW = green_first ? Dn : at_own(I::load(s + w - 1)), SE = green_first ? at_own(I::load(s + w + 1)) : Dn;
+        const V GNW = green_first ? Ga : at_own(I::load(above + j)), GNE = green_first ? at_own(I::load(above + j + 2)) : Ga;
+        const V GSW = green_first ? Gb : at_own(I::load(below + j)), GSE = green_first ? at_own(I::load(below + j + 2)) : Gb;
+        const V d1 = Wd::sub(Wd::sub(g2o, GNW), GSE);
+        const V d2 = Wd::sub(Wd::sub(g2o, GNE), GSW);
         const V a = Wd::add(Wd::abs(Wd::sub(NW, SE)), Wd::abs(d1));
         const V b = Wd::add(Wd::abs(Wd::sub(NE, SW)), Wd::abs(d2));
         // One division by 4 toward zero for the three forms, the diagonal ones doubled
@@ -167,7 +177,7 @@ void laplacian_rb_row(const typename D::Sample *source, ptrdiff_t width, const t
         const V sum = Wd::select(Wd::eq(a, b), Wd::add(first, second),
                                  Wd::select(Wd::gt(b, a), Wd::add(first, first), Wd::add(second, second)));
         const V opposite = Wd::template div<2>(sum);
-        const V own_plane = join(horizontal, at_own(x));
+        const V own_plane = join(horizontal, Xo);
         const V third_plane = join(vertical, opposite);
         S *out = destination + j * C;
         if constexpr (Row<T>::own == kBlue) O::template put_pixels<C>(out, own_plane, gc, third_plane);
