@@ -61,31 +61,37 @@ struct Ops {
     }
 
     // Writes `lanes` pixels (blue, green, red from the three vectors; a fourth channel
-    // of 0 when C is 4) at out.
+    // of 0 when C is 4) at out. Three-channel pixels go straight from the planes where
+    // the instruction set has a byte shuffle; otherwise they are made as four-channel
+    // ones and squeezed.
     template <int C>
     static void put_pixels(S *out, V blue, V green, V red) {
-        const V z = I::zero();
-        V p0, p1, p2, p3;
-        if constexpr (wide) {
-            const V bg_lo = I::unpacklo16(blue, green), bg_hi = I::unpackhi16(blue, green);
-            const V r_lo = I::unpacklo16(red, z), r_hi = I::unpackhi16(red, z);
-            p0 = I::unpacklo32(bg_lo, r_lo); p1 = I::unpackhi32(bg_lo, r_lo);
-            p2 = I::unpacklo32(bg_hi, r_hi); p3 = I::unpackhi32(bg_hi, r_hi);
+        if constexpr (C == 3 && I::byte_shuffle) {
+            I::template store_planes3<S>(out, blue, green, red);
         } else {
-            const V bg_lo = I::unpacklo8(blue, green), bg_hi = I::unpackhi8(blue, green);
-            const V r_lo = I::unpacklo8(red, z), r_hi = I::unpackhi8(red, z);
-            p0 = I::unpacklo16(bg_lo, r_lo); p1 = I::unpackhi16(bg_lo, r_lo);
-            p2 = I::unpacklo16(bg_hi, r_hi); p3 = I::unpackhi16(bg_hi, r_hi);
-        }
-        I::pixel_order(p0, p1, p2, p3);
-        if constexpr (C == 4) {
-            uint8_t *o = reinterpret_cast<uint8_t *>(out);
-            I::store(o, p0);
-            I::store(o + I::bytes, p1);
-            I::store(o + 2 * I::bytes, p2);
-            I::store(o + 3 * I::bytes, p3);
-        } else {
-            I::template store3<S>(out, p0, p1, p2, p3);
+            const V z = I::zero();
+            V p0, p1, p2, p3;
+            if constexpr (wide) {
+                const V bg_lo = I::unpacklo16(blue, green), bg_hi = I::unpackhi16(blue, green);
+                const V r_lo = I::unpacklo16(red, z), r_hi = I::unpackhi16(red, z);
+                p0 = I::unpacklo32(bg_lo, r_lo); p1 = I::unpackhi32(bg_lo, r_lo);
+                p2 = I::unpacklo32(bg_hi, r_hi); p3 = I::unpackhi32(bg_hi, r_hi);
+            } else {
+                const V bg_lo = I::unpacklo8(blue, green), bg_hi = I::unpackhi8(blue, green);
+                const V r_lo = I::unpacklo8(red, z), r_hi = I::unpackhi8(red, z);
+                p0 = I::unpacklo16(bg_lo, r_lo); p1 = I::unpackhi16(bg_lo, r_lo);
+                p2 = I::unpacklo16(bg_hi, r_hi); p3 = I::unpackhi16(bg_hi, r_hi);
+            }
+            I::pixel_order(p0, p1, p2, p3);
+            if constexpr (C == 4) {
+                uint8_t *o = reinterpret_cast<uint8_t *>(out);
+                I::store(o, p0);
+                I::store(o + I::bytes, p1);
+                I::store(o + 2 * I::bytes, p2);
+                I::store(o + 3 * I::bytes, p3);
+            } else {
+                I::template store3<S>(out, p0, p1, p2, p3);
+            }
         }
     }
 };

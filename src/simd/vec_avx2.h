@@ -129,26 +129,60 @@ struct Avx2 {
         }
     }
 
-    // Four vectors of four-channel pixels stored as three-channel pixels: 96 bytes,
-    // exactly. Each lane is squeezed to 12 bytes (3 dwords), then the 24 dwords are
-    // gathered into three full vectors.
+    // Three planes of samples (blue, green, red; bytes / sizeof(S) samples each, in
+    // element order) stored as as many three-channel pixels: 96 bytes, exactly. Each
+    // 128-bit lane makes 48 bytes, three 16-byte chunks. A byte shuffle first moves
+    // each plane's samples to the positions where the chunks take them (every
+    // position of a plane serves exactly one of the three chunks), two blends make
+    // each chunk, and the chunks of the two lanes are put in order.
+    static constexpr bool byte_shuffle = true;
     template <class S>
-    static void store3(S *out, V p0, V p1, V p2, V p3) {
-        const V squeeze = sizeof(S) == 1
-            ? _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
-                               0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1)
-            : _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1,
-                               0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
-        // Valid dwords of each squeezed vector: 0, 1, 2, 4, 5, 6.
-        const V q0 = _mm256_shuffle_epi8(p0, squeeze), q1 = _mm256_shuffle_epi8(p1, squeeze);
-        const V q2 = _mm256_shuffle_epi8(p2, squeeze), q3 = _mm256_shuffle_epi8(p3, squeeze);
-        auto perm = [](V v, int a, int b, int c, int d, int e, int f, int g, int h) {
-            return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
+    static void store_planes3(S *out, V blue, V green, V red) {
+        constexpr Planes3 k = planes3<static_cast<int>(sizeof(S))>();
+        auto mask = [](const int8_t *m) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(m)); };
+        const V p[3] = {_mm256_shuffle_epi8(blue, mask(k.move[0])), _mm256_shuffle_epi8(green, mask(k.move[1])),
+                        _mm256_shuffle_epi8(red, mask(k.move[2]))};
+        const V second = mask(k.second), third = mask(k.third);
+        constexpr int m = 16 / static_cast<int>(sizeof(S));  // samples per chunk
+        // Chunk c takes, at an element whose position is t modulo 3, channel (m c + t) % 3.
+        auto chunk = [&](int c) {
+            return _mm256_blendv_epi8(_mm256_blendv_epi8(p[(m * c) % 3], p[(m * c + 1) % 3], second),
+                                      p[(m * c + 2) % 3], third);
         };
+        const V c0 = chunk(0), c1 = chunk(1), c2 = chunk(2);  // low lane: chunks 0-2, high lane: 3-5
         uint8_t *o = reinterpret_cast<uint8_t *>(out);
-        store(o, _mm256_blend_epi32(perm(q0, 0, 1, 2, 4, 5, 6, 0, 0), perm(q1, 0, 0, 0, 0, 0, 0, 0, 1), 0xC0));
-        store(o + 32, _mm256_blend_epi32(perm(q1, 2, 4, 5, 6, 0, 0, 0, 0), perm(q2, 0, 0, 0, 0, 0, 1, 2, 4), 0xF0));
-        store(o + 64, _mm256_blend_epi32(perm(q2, 5, 6, 0, 0, 0, 0, 0, 0), perm(q3, 0, 0, 0, 1, 2, 4, 5, 6), 0xFC));
+        store(o, _mm256_permute2x128_si256(c0, c1, 0x20));
+        store(o + 32, _mm256_permute2x128_si256(c2, c0, 0x30));
+        store(o + 64, _mm256_permute2x128_si256(c1, c2, 0x31));
+    }
+
+  private:
+    // The byte shuffles of store_planes3 (move[channel]) and its blend masks: the
+    // elements at positions 1 and 2 modulo 3 of a chunk.
+    struct Planes3 {
+        int8_t move[3][32];
+        int8_t second[32];
+        int8_t third[32];
+    };
+    template <int E>  // bytes per sample
+    static constexpr Planes3 planes3() {
+        Planes3 k{};
+        constexpr int m = 16 / E;
+        for (int i = 0; i < m; ++i) {
+            for (int c = 0; c < 3; ++c) {
+                // The chunk whose element i is channel c, and the pixel it belongs to.
+                int chunk = 0;
+                while ((m * chunk + i) % 3 != c) ++chunk;
+                const int pixel = (m * chunk + i) / 3;
+                for (int e = 0; e < E; ++e)
+                    k.move[c][E * i + e] = k.move[c][16 + E * i + e] = static_cast<int8_t>(E * pixel + e);
+            }
+            for (int e = 0; e < E; ++e) {
+                k.second[E * i + e] = k.second[16 + E * i + e] = static_cast<int8_t>(i % 3 == 1 ? -1 : 0);
+                k.third[E * i + e] = k.third[16 + E * i + e] = static_cast<int8_t>(i % 3 == 2 ? -1 : 0);
+            }
+        }
+        return k;
     }
 };
 

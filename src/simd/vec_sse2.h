@@ -112,6 +112,10 @@ struct Sse2 {
         }
     }
 
+    // Without a byte shuffle, three-channel pixels are made as four-channel ones
+    // (Ops::put_pixels) and squeezed by store3.
+    static constexpr bool byte_shuffle = false;
+
     // Stores four vectors of four-channel pixels as three-channel pixels (the
     // fourth channel, which is 0, dropped): 48 bytes, exactly.
     template <class S>
