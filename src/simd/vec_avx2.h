@@ -87,48 +87,6 @@ struct Avx2 {
         p0 = a; p1 = b; p2 = c; p3 = d;
     }
 
-    // Channel 1 (green) of bytes / sizeof(S) consecutive pixels of C channels from px
-    // on, as one vector of samples. Lane 0 takes the first half of the pixels, lane 1
-    // the second; each 16-byte piece gives its greens to its own bytes of the lane.
-    template <class S, int C>
-    static V greens(const S *px) {
-        const uint8_t *p = reinterpret_cast<const uint8_t *>(px);
-        constexpr int half = 16 * C;  // bytes of the pixels of lane 0: 48 or 64
-        auto piece = [&](int k) { return _mm256_loadu2_m128i(reinterpret_cast<const __m128i *>(p + half + 16 * k),
-                                                              reinterpret_cast<const __m128i *>(p + 16 * k)); };
-        const char z = -1;
-        if constexpr (C == 3 && sizeof(S) == 1) {
-            return _mm256_or_si256(
-                _mm256_or_si256(_mm256_shuffle_epi8(piece(0), _mm256_setr_epi8(1, 4, 7, 10, 13, z, z, z, z, z, z, z, z, z, z, z,
-                                                                               1, 4, 7, 10, 13, z, z, z, z, z, z, z, z, z, z, z)),
-                                _mm256_shuffle_epi8(piece(1), _mm256_setr_epi8(z, z, z, z, z, 0, 3, 6, 9, 12, 15, z, z, z, z, z,
-                                                                               z, z, z, z, z, 0, 3, 6, 9, 12, 15, z, z, z, z, z))),
-                _mm256_shuffle_epi8(piece(2), _mm256_setr_epi8(z, z, z, z, z, z, z, z, z, z, z, 2, 5, 8, 11, 14,
-                                                               z, z, z, z, z, z, z, z, z, z, z, 2, 5, 8, 11, 14)));
-        } else if constexpr (C == 3) {
-            return _mm256_or_si256(
-                _mm256_or_si256(_mm256_shuffle_epi8(piece(0), _mm256_setr_epi8(2, 3, 8, 9, 14, 15, z, z, z, z, z, z, z, z, z, z,
-                                                                               2, 3, 8, 9, 14, 15, z, z, z, z, z, z, z, z, z, z)),
-                                _mm256_shuffle_epi8(piece(1), _mm256_setr_epi8(z, z, z, z, z, z, 4, 5, 10, 11, z, z, z, z, z, z,
-                                                                               z, z, z, z, z, z, 4, 5, 10, 11, z, z, z, z, z, z))),
-                _mm256_shuffle_epi8(piece(2), _mm256_setr_epi8(z, z, z, z, z, z, z, z, z, z, 0, 1, 6, 7, 12, 13,
-                                                               z, z, z, z, z, z, z, z, z, z, 0, 1, 6, 7, 12, 13)));
-        } else {
-            // Four pieces, each giving four bytes of the lane: its greens moved to
-            // bytes 4k .. 4k + 3.
-            V out = _mm256_setzero_si256();
-            for (int k = 0; k < 4; ++k) {
-                char m[16];
-                for (int b = 0; b < 16; ++b) m[b] = z;
-                for (int b = 0; b < 4; ++b)
-                    m[4 * k + b] = static_cast<char>(sizeof(S) == 1 ? 4 * b + 1 : (b < 2 ? 2 + b : 8 + b));
-                const __m128i m128 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(m));
-                out = _mm256_or_si256(out, _mm256_shuffle_epi8(piece(k), _mm256_broadcastsi128_si256(m128)));
-            }
-            return out;
-        }
-    }
-
     // Three planes of samples (blue, green, red; bytes / sizeof(S) samples each, in
     // element order) stored as as many three-channel pixels: 96 bytes, exactly. Each
     // 128-bit lane makes 48 bytes, three 16-byte chunks. A byte shuffle first moves

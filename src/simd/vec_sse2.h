@@ -64,15 +64,13 @@ struct Sse2 {
     // Narrowing packs; the 128-bit forms keep a's elements before b's.
     static V packus16(V a, V b) { return _mm_packus_epi16(a, b); }
     static V packs32(V a, V b) { return _mm_packs_epi32(a, b); }
-    // Signed 32-bit to unsigned 16-bit with saturation (SSE4.1's packusdw).
+    // Signed 32-bit to unsigned 16-bit with saturation (SSE4.1's packusdw), for values
+    // from -2^31 + 2^15 on (every caller's are sums of a few samples): moved down by
+    // 2^15, the signed saturation clamps to what is 0 .. 65535 once moved back up.
     static V packus32(V a, V b) {
-        auto clamp = [](V v) {
-            v = _mm_andnot_si128(_mm_srai_epi32(v, 31), v);  // below 0: 0
-            const V over = _mm_cmpgt_epi32(v, _mm_set1_epi32(65535));
-            v = _mm_or_si128(_mm_andnot_si128(over, v), _mm_and_si128(over, _mm_set1_epi32(65535)));
-            return _mm_sub_epi32(v, _mm_set1_epi32(32768));
-        };
-        return _mm_xor_si128(_mm_packs_epi32(clamp(a), clamp(b)), _mm_set1_epi16(static_cast<short>(0x8000)));
+        const V half = _mm_set1_epi32(32768);
+        return _mm_xor_si128(_mm_packs_epi32(_mm_sub_epi32(a, half), _mm_sub_epi32(b, half)),
+                             _mm_set1_epi16(static_cast<short>(0x8000)));
     }
     static V pack_order(V v) { return v; }
     // The elements (of S's size) of the low half and of the high half taken
@@ -86,31 +84,6 @@ struct Sse2 {
     // Four vectors of interleaved pixels made by unpacking (lo/lo, lo/hi, hi/lo,
     // hi/hi) are already in pixel order here.
     static void pixel_order(V &, V &, V &, V &) {}
-
-    // Channel 1 (green) of 16 / sizeof(S) consecutive pixels of C channels from px on,
-    // as one vector of samples. Without a byte shuffle the three-channel pixels are
-    // gathered one by one.
-    template <class S, int C>
-    static V greens(const S *px) {
-        if constexpr (C == 4) {
-            auto piece = [&](int k) { return load(reinterpret_cast<const uint8_t *>(px) + 16 * k); };
-            if constexpr (sizeof(S) == 1) {
-                auto g = [&](int k) { return _mm_and_si128(_mm_srli_epi32(piece(k), 8), _mm_set1_epi32(0xFF)); };
-                return _mm_packus_epi16(_mm_packs_epi32(g(0), g(1)), _mm_packs_epi32(g(2), g(3)));
-            } else {
-                // Two pixels per piece: the greens to dwords 0 and 1.
-                auto g = [&](int k) {
-                    const V v = _mm_and_si128(_mm_srli_epi64(piece(k), 16), _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF));
-                    return _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 1, 2, 0));
-                };
-                return packus32(_mm_unpacklo_epi64(g(0), g(1)), _mm_unpacklo_epi64(g(2), g(3)));
-            }
-        } else {
-            S g[16 / sizeof(S)];
-            for (size_t k = 0; k < 16 / sizeof(S); ++k) g[k] = px[k * C + 1];
-            return load(g);
-        }
-    }
 
     // Without a byte shuffle, three-channel pixels are made as four-channel ones
     // (Ops::put_pixels) and squeezed by store3.
