@@ -25,11 +25,12 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
     // (bilinear) or with green (adaptive).
     constexpr bool green_first = Op == InterpOp::bilinear ? Row<T>::own_first : !Row<T>::own_first;
     // The elements at the green sites and at the own-colour sites of a vector of
-    // samples, widened; join(at green sites, at own-colour sites) puts them back.
+    // samples, widened; join(at green sites, at own-colour sites) puts them back, in
+    // halves (Ops::put_halves).
     auto at_green = [](V v) { return green_first ? Wd::even(v) : Wd::odd(v); };
     auto at_own = [](V v) { return green_first ? Wd::odd(v) : Wd::even(v); };
     auto join = [](V green_sites, V own_sites) {
-        return green_first ? Wd::interleave(green_sites, own_sites) : Wd::interleave(own_sites, green_sites);
+        return green_first ? Wd::halves(green_sites, own_sites) : Wd::halves(own_sites, green_sites);
     };
     const ptrdiff_t w = width;
     const ptrdiff_t columns = 2 * pairs;
@@ -68,8 +69,8 @@ ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typena
         const V own_plane = join(along_row, at_own(x));
         const V green_plane = join(at_green(x), green_own);
         const V third_plane = join(along_column, third_own);
-        if constexpr (Row<T>::own == kBlue) O::template put_pixels<C>(out, own_plane, green_plane, third_plane);
-        else O::template put_pixels<C>(out, third_plane, green_plane, own_plane);
+        if constexpr (Row<T>::own == kBlue) O::template put_halves<C, true, true, true>(out, own_plane, green_plane, third_plane);
+        else O::template put_halves<C, true, true, true>(out, third_plane, green_plane, own_plane);
         if (j + n == columns) break;
     }
     return pairs;
@@ -136,8 +137,9 @@ void laplacian_rb_row(const typename D::Sample *source, ptrdiff_t width, const t
     constexpr bool green_first = !Row<T>::own_first;
     auto at_green = [](V v) { return green_first ? Wd::even(v) : Wd::odd(v); };
     auto at_own = [](V v) { return green_first ? Wd::odd(v) : Wd::even(v); };
+    // Both kinds of site back in one vector, in halves (Ops::put_halves).
     auto join = [](V green_sites, V own_sites) {
-        return green_first ? Wd::interleave(green_sites, own_sites) : Wd::interleave(own_sites, green_sites);
+        return green_first ? Wd::halves(green_sites, own_sites) : Wd::halves(own_sites, green_sites);
     };
     const ptrdiff_t w = width;
     for (ptrdiff_t j = 0;; j = j + 2 * n <= columns ? j + n : columns - n) {
@@ -180,8 +182,8 @@ void laplacian_rb_row(const typename D::Sample *source, ptrdiff_t width, const t
         const V own_plane = join(horizontal, Xo);
         const V third_plane = join(vertical, opposite);
         S *out = destination + j * C;
-        if constexpr (Row<T>::own == kBlue) O::template put_pixels<C>(out, own_plane, gc, third_plane);
-        else O::template put_pixels<C>(out, third_plane, gc, own_plane);
+        if constexpr (Row<T>::own == kBlue) O::template put_halves<C, true, false, true>(out, own_plane, gc, third_plane);
+        else O::template put_halves<C, true, false, true>(out, third_plane, gc, own_plane);
         if (j + n == columns) break;
     }
 }

@@ -67,7 +67,7 @@ struct Ops {
     template <int C>
     static void put_pixels(S *out, V blue, V green, V red) {
         if constexpr (C == 3 && I::byte_shuffle) {
-            I::template store_planes3<S>(out, blue, green, red);
+            I::template store_planes3<S, false, false, false>(out, blue, green, red);
         } else {
             const V z = I::zero();
             V p0, p1, p2, p3;
@@ -92,6 +92,19 @@ struct Ops {
             } else {
                 I::template store3<S>(out, p0, p1, p2, p3);
             }
+        }
+    }
+
+    // put_pixels with planes given in halves where BlueHalves, ... say so: each
+    // 128-bit block's samples of even position before its odd ones, as
+    // Wide::halves makes them.
+    template <int C, bool BlueHalves, bool GreenHalves, bool RedHalves>
+    static void put_halves(S *out, V blue, V green, V red) {
+        if constexpr (C == 3 && I::byte_shuffle) {
+            I::template store_planes3<S, BlueHalves, GreenHalves, RedHalves>(out, blue, green, red);
+        } else {
+            auto in_order = [](V v, bool halves) { return halves ? I::template zip_halves<S>(v) : v; };
+            put_pixels<C>(out, in_order(blue, BlueHalves), in_order(green, GreenHalves), in_order(red, RedHalves));
         }
     }
 };
@@ -146,7 +159,10 @@ struct Wide {
     // The inverse of even and odd: samples from the widened even and odd ones,
     // clamping to 0 .. the largest sample. The packs keep each 128-bit block's evens
     // before its odds; zip_halves interleaves the two halves of each block.
-    static V interleave(V evens, V odds) { return I::template zip_halves<S>(narrow(evens, odds)); }
+    static V interleave(V evens, V odds) { return I::template zip_halves<S>(halves(evens, odds)); }
+    // The same samples before the last step: each 128-bit block's even ones, then its
+    // odd ones.
+    static V halves(V evens, V odds) { return narrow(evens, odds); }
 
   private:
     template <class J = I>

@@ -93,13 +93,17 @@ struct Avx2 {
     // each plane's samples to the positions where the chunks take them (every
     // position of a plane serves exactly one of the three chunks), two blends make
     // each chunk, and the chunks of the two lanes are put in order.
+    // A plane whose flag (BlueHalves, ...) is set comes in halves instead: each lane's
+    // samples of even position before its odd ones (zip_halves would put them in
+    // order), which the same byte shuffle undoes.
     static constexpr bool byte_shuffle = true;
-    template <class S>
+    template <class S, bool BlueHalves = false, bool GreenHalves = false, bool RedHalves = false>
     static void store_planes3(S *out, V blue, V green, V red) {
         constexpr Planes3 k = planes3<static_cast<int>(sizeof(S))>();
         auto mask = [](const int8_t *m) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(m)); };
-        const V p[3] = {_mm256_shuffle_epi8(blue, mask(k.move[0])), _mm256_shuffle_epi8(green, mask(k.move[1])),
-                        _mm256_shuffle_epi8(red, mask(k.move[2]))};
+        const V p[3] = {_mm256_shuffle_epi8(blue, mask(BlueHalves ? k.from_halves[0] : k.move[0])),
+                        _mm256_shuffle_epi8(green, mask(GreenHalves ? k.from_halves[1] : k.move[1])),
+                        _mm256_shuffle_epi8(red, mask(RedHalves ? k.from_halves[2] : k.move[2]))};
         const V second = mask(k.second), third = mask(k.third);
         constexpr int m = 16 / static_cast<int>(sizeof(S));  // samples per chunk
         // Chunk c takes, at an element whose position is t modulo 3, channel (m c + t) % 3.
@@ -115,10 +119,12 @@ struct Avx2 {
     }
 
   private:
-    // The byte shuffles of store_planes3 (move[channel]) and its blend masks: the
-    // elements at positions 1 and 2 modulo 3 of a chunk.
+    // The byte shuffles of store_planes3 (move[channel], from_halves[channel] for a
+    // plane in halves) and its blend masks: the elements at positions 1 and 2 modulo
+    // 3 of a chunk.
     struct Planes3 {
         int8_t move[3][32];
+        int8_t from_halves[3][32];
         int8_t second[32];
         int8_t third[32];
     };
@@ -132,8 +138,12 @@ struct Avx2 {
                 int chunk = 0;
                 while ((m * chunk + i) % 3 != c) ++chunk;
                 const int pixel = (m * chunk + i) / 3;
-                for (int e = 0; e < E; ++e)
+                // Where that sample lies in a lane in halves.
+                const int halves = pixel % 2 == 0 ? pixel / 2 : m / 2 + pixel / 2;
+                for (int e = 0; e < E; ++e) {
                     k.move[c][E * i + e] = k.move[c][16 + E * i + e] = static_cast<int8_t>(E * pixel + e);
+                    k.from_halves[c][E * i + e] = k.from_halves[c][16 + E * i + e] = static_cast<int8_t>(E * halves + e);
+                }
             }
             for (int e = 0; e < E; ++e) {
                 k.second[E * i + e] = k.second[16 + E * i + e] = static_cast<int8_t>(i % 3 == 1 ? -1 : 0);
