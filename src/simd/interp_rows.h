@@ -111,10 +111,13 @@ void laplacian_green_row(const typename D::Sample *source, ptrdiff_t width, type
         const V lr = Wd::add(L, R), ud = Wd::add(U, D_);
         // The three forms as one: a sum of neighbours shifted by 2 plus a correction
         // divided by 8 toward zero, the one-direction forms doubled to fit
-        // ((a + b) >> 1 is (2a + 2b) >> 2, c / 4 is 2c / 8).
-        const V equal = Wd::eq(gh, gv), vertical = Wd::gt(gh, gv);
-        const V sum = Wd::select(equal, Wd::add(lr, ud), Wd::select(vertical, Wd::add(ud, ud), Wd::add(lr, lr)));
-        const V correction = Wd::select(equal, Wd::add(hd, vd), Wd::select(vertical, Wd::add(vd, vd), Wd::add(hd, hd)));
+        // ((a + b) >> 1 is (2a + 2b) >> 2, c / 4 is 2c / 8). Each is the sum of two
+        // picks, the vertical term where gh > gv else the horizontal one, and the
+        // horizontal term where gv > gh else the vertical one: twice the vertical
+        // term, twice the horizontal one, or (equal gradients) one of each.
+        const V vertical = Wd::gt(gh, gv), horizontal = Wd::gt(gv, gh);
+        const V sum = Wd::add(Wd::select(vertical, ud, lr), Wd::select(horizontal, lr, ud));
+        const V correction = Wd::add(Wd::select(vertical, vd, hd), Wd::select(horizontal, hd, vd));
         const V green = Wd::add(Wd::template shr<2>(sum), Wd::template div<3>(correction));
         I::store(greens + j, green_first ? Wd::interleave(G, green) : Wd::interleave(green, G));
         if (j + n == columns) break;
@@ -174,10 +177,9 @@ void laplacian_rb_row(const typename D::Sample *source, ptrdiff_t width, const t
         const V a = Wd::add(Wd::abs(Wd::sub(NW, SE)), Wd::abs(d1));
         const V b = Wd::add(Wd::abs(Wd::sub(NE, SW)), Wd::abs(d2));
         // One division by 4 toward zero for the three forms, the diagonal ones doubled
-        // to fit (c / 2 is 2c / 4).
+        // to fit (c / 2 is 2c / 4): the sum of two picks, as in pass 1.
         const V first = Wd::add(Wd::add(NW, SE), d1), second = Wd::add(Wd::add(NE, SW), d2);
-        const V sum = Wd::select(Wd::eq(a, b), Wd::add(first, second),
-                                 Wd::select(Wd::gt(b, a), Wd::add(first, first), Wd::add(second, second)));
+        const V sum = Wd::add(Wd::select(Wd::gt(b, a), first, second), Wd::select(Wd::gt(a, b), second, first));
         const V opposite = Wd::template div<2>(sum);
         const V own_plane = join(horizontal, Xo);
         const V third_plane = join(vertical, opposite);
