@@ -3,8 +3,10 @@
 #pragma once
 
 #include <emmintrin.h>
+#include <xmmintrin.h>
 
 #include <cstdint>
+#include <cstring>
 
 namespace korvimg {
 
@@ -90,29 +92,40 @@ struct Sse2 {
     static constexpr bool byte_shuffle = false;
 
     // Stores four vectors of four-channel pixels as three-channel pixels (the
-    // fourth channel, which is 0, dropped): 48 bytes, exactly.
+    // fourth channel, which is 0, dropped): 48 bytes, exactly. Each 64-bit half of a
+    // vector is made to hold 6 bytes of output followed by 2 zero bytes (for 8-bit
+    // samples two pixels are first packed together; a 16-bit pixel already is one),
+    // and the halves are stored 8 bytes at a time, 6 bytes apart, in order: each
+    // store's 2 extra bytes are overwritten by the next one. The last half, whose
+    // extra bytes would fall past the 48, is stored as 4 bytes and 2.
     template <class S>
     static void store3(S *out, V p0, V p1, V p2, V p3) {
-        const V y0 = squeeze<S>(p0), y1 = squeeze<S>(p1), y2 = squeeze<S>(p2), y3 = squeeze<S>(p3);
-        store(out, _mm_or_si128(y0, _mm_slli_si128(y1, 12)));
-        store(reinterpret_cast<uint8_t *>(out) + 16, _mm_or_si128(_mm_srli_si128(y1, 4), _mm_slli_si128(y2, 8)));
-        store(reinterpret_cast<uint8_t *>(out) + 32, _mm_or_si128(_mm_srli_si128(y2, 8), _mm_slli_si128(y3, 4)));
+        uint8_t *o = reinterpret_cast<uint8_t *>(out);
+        const V q[4] = {six_bytes<S>(p0), six_bytes<S>(p1), six_bytes<S>(p2), six_bytes<S>(p3)};
+        for (int k = 0; k < 4; ++k) {
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(o + 12 * k), q[k]);
+            if (k < 3) _mm_storeh_pi(reinterpret_cast<__m64 *>(o + 12 * k + 6), _mm_castsi128_ps(q[k]));
+        }
+        const V last = _mm_unpackhi_epi64(q[3], q[3]);
+        const uint32_t first4 = static_cast<uint32_t>(_mm_cvtsi128_si32(last));
+        const uint16_t last2 = static_cast<uint16_t>(_mm_extract_epi16(last, 2));
+        std::memcpy(o + 42, &first4, 4);
+        std::memcpy(o + 46, &last2, 2);
     }
 
   private:
-    // 16 bytes of four-channel pixels to 12 bytes of three-channel ones, followed by
-    // 4 zero bytes.
+    // Four-channel pixels to 6 bytes of three-channel ones in each 64-bit half,
+    // followed by 2 zero bytes.
     template <class S>
-    static V squeeze(V p) {
+    static V six_bytes(V p) {
         if constexpr (sizeof(S) == 1) {
             // Per 64-bit half: pixel 0 stays, pixel 1 moves down by its X byte.
             const V low_pixel = _mm_set_epi32(0, -1, 0, -1);
             const V high_part = _mm_set_epi32(-1, static_cast<int>(0xFF000000u), -1, static_cast<int>(0xFF000000u));
-            p = _mm_or_si128(_mm_and_si128(p, low_pixel), _mm_and_si128(_mm_srli_epi64(p, 8), high_part));
+            return _mm_or_si128(_mm_and_si128(p, low_pixel), _mm_and_si128(_mm_srli_epi64(p, 8), high_part));
+        } else {
+            return p;
         }
-        // Now 6 bytes per 64-bit half: close the gap between the halves.
-        const V low_half = _mm_set_epi32(0, 0, -1, -1);
-        return _mm_or_si128(_mm_and_si128(p, low_half), _mm_srli_si128(_mm_andnot_si128(low_half, p), 2));
     }
 };
 
