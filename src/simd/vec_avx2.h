@@ -45,8 +45,15 @@ struct Avx2 {
     static V abs32(V a) { return _mm256_abs_epi32(a); }
     static V avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
     static V avg16(V a, V b) { return _mm256_avg_epu16(a, b); }
-    // mask ? a : b, the mask's elements all ones or all zeros.
-    static V select(V mask, V a, V b) { return _mm256_blendv_epi8(b, a, mask); }
+    // mask ? a : b, the mask's elements all ones or all zeros. GCC turns a byte blend
+    // into a test of each mask byte's sign and, when one mask feeds two blends, makes
+    // that test an extra compare; the empty asm hands each blend the mask as it is.
+    static V select(V mask, V a, V b) {
+#if defined(__GNUC__)
+        __asm__ volatile("" : "+x"(mask));
+#endif
+        return _mm256_blendv_epi8(b, a, mask);
+    }
     // a with the sign of b (0 where b is 0).
     static constexpr bool has_sign = true;
     static V sign16(V a, V b) { return _mm256_sign_epi16(a, b); }
