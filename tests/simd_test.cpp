@@ -106,6 +106,40 @@ TEST(FastPaths, BilinearMatchesThePlainRoutine) { compare_with_plain(kt::kBiline
 TEST(FastPaths, AdaptiveMatchesThePlainRoutine) { compare_with_plain(kt::kAdaptive); }
 TEST(FastPaths, LaplacianMatchesThePlainRoutine) { compare_with_plain(kt::kLaplacian); }
 
+// The laplacian's fast path does the inner columns in strips of at most 4096 columns,
+// its first pass a row ahead of the second: widths on either side of one, two and
+// several strips, with enough rows for the passes to run behind one another.
+TEST(FastPaths, LaplacianWideFramesMatchThePlainRoutine) {
+    const korvimg::DemosaicIsaEntry entry = korvimg::demosaic_isa_entry(kt::kLaplacian);
+    ASSERT_NE(entry, nullptr);
+    const std::vector<Isa> isas = fast_isas();
+    std::mt19937 rng(77u);
+    for (int depth : {24, 32, 48, 64}) {
+        const int sample_bytes = depth <= 32 ? 1 : 2;
+        const int channels = depth == 24 || depth == 48 ? 3 : 4;
+        const uint32_t maxv = sample_bytes == 1 ? 255u : 65535u;
+        for (int pattern = 0; pattern < 4; ++pattern) {
+            for (int32_t inner : {4094, 4096, 4098, 8190, 8192, 8194, 12290, 19998}) {
+                const int32_t w = inner + 4, h = 8 + 2 * (pattern % 2);
+                const int kind = pattern % 2 == 0 ? 0 : (inner / 2 + pattern) % kt::kFrameKinds;
+                const auto raw = kt::pack(kt::make_frame(kind, w, h, maxv, rng), sample_bytes);
+                const size_t bytes = static_cast<size_t>(w) * static_cast<size_t>(h) *
+                                     static_cast<size_t>(channels * sample_bytes);
+                const Out plain = run(entry, Isa::scalar, depth, pattern, raw, w, h, bytes);
+                ASSERT_EQ(plain.result, 1u);
+                for (Isa isa : isas) {
+                    const Out fast = run(entry, isa, depth, pattern, raw, w, h, bytes);
+                    ASSERT_EQ(fast.result, 1u);
+                    ASSERT_TRUE(fast.buffer.guard_intact());
+                    ASSERT_EQ(0, std::memcmp(fast.buffer.data(), plain.buffer.data(), bytes + kt::kGuard))
+                        << "laplacian" << depth << kt::kPatternNames[pattern] << " " << w << "x" << h << " with "
+                        << korvimg::isa_name(isa);
+                }
+            }
+        }
+    }
+}
+
 // The entry refuses what the export refuses, with every instruction set.
 TEST(FastPaths, RefusalsAreTheSameOnEveryPath) {
     const std::vector<uint8_t> raw(64 * 2, 7);

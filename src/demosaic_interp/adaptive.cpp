@@ -9,7 +9,10 @@ namespace {
 // In the core, green sites keep the bilinear rule and the row's own-colour sites take
 // the edge-directed one.
 struct AdaptiveCore {
-    static constexpr InterpOp op = InterpOp::adaptive;
+    template <class D, RowType T>
+    static simd::PairsFn<typename D::Sample> kernel(Isa isa) {
+        return interp_kernel<InterpOp::adaptive, D, T>(isa);
+    }
     template <class D, RowType T>
     static void own(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination) {
         adaptive_pixel<D, Row<T>::own>(source, width, destination);

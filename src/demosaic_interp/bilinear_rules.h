@@ -72,13 +72,14 @@ inline void second_row(const typename D::Sample *&source, int32_t width, typenam
 //   Core::template own<D, T>(source, width, destination)    a site of the row's colour
 //   Core::template green<D, T>(source, width, destination)  a green site
 // each advancing both cursors by one pixel. The cursors start at column 2. The fast
-// kernel of Core::op for `isa`, where there is one, does the first part of the pairs.
+// kernel Core::kernel<D, T>(isa), where there is one, does the first part of the
+// pairs.
 template <class Core, class D, RowType T>
 inline void core_pairs(const typename D::Sample *&source, int32_t width, typename D::Sample *&destination,
                        Isa isa) {
     const ptrdiff_t pairs = (width - 4) / 2;
     ptrdiff_t i = 0;
-    if (const auto kernel = interp_kernel<Core::op, D, T>(isa)) {
+    if (const auto kernel = Core::template kernel<D, T>(isa)) {
         i = kernel(source, width, destination, pairs);
         source += 2 * i;
         destination += 2 * i * D::channels;

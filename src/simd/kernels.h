@@ -17,13 +17,9 @@ enum class TileOp { bayer, nearest, simple, preview };
 // The middle parts of the interpolating methods' rows that have fast kernels:
 //   bilinear        columns from 1 of an inner row, by the bilinear inner-row rules;
 //   adaptive        columns from 2 of a core row: green sites bilinear, own-colour
-//                   sites edge-directed;
-//   laplacian_green columns from 2 of a core row, first pass: the green plane (the
-//                   kernel also writes the pixel's other channels, which the second
-//                   pass overwrites);
-//   laplacian_rb    columns from 2 of a core row, second pass: every channel, from
-//                   the samples and the greens of the first pass.
-enum class InterpOp { bilinear, adaptive, laplacian_green, laplacian_rb };
+//                   sites edge-directed.
+// The laplacian's two passes have kernels of their own (LaplacianKernels).
+enum class InterpOp { bilinear, adaptive };
 
 struct Sse2;
 struct Avx2;
@@ -53,8 +49,32 @@ int32_t mono_run(const typename D::Sample *source, int32_t n, typename D::Sample
 template <class I, InterpOp Op, class D, RowType T>
 ptrdiff_t interp_pairs(const typename D::Sample *source, ptrdiff_t width, typename D::Sample *destination,
                        ptrdiff_t pairs);
+template <class I, class D, RowType T>
+void laplacian_green_row(const typename D::Sample *source, ptrdiff_t width, typename D::Sample *greens,
+                         ptrdiff_t columns);
+template <class I, class D, RowType T>
+void laplacian_rb_row(const typename D::Sample *source, ptrdiff_t width, const typename D::Sample *above,
+                      const typename D::Sample *row, const typename D::Sample *below, typename D::Sample *destination,
+                      ptrdiff_t columns);
 
 }  // namespace simd
+
+// The kernels of the laplacian's two passes over a stretch of a core row, from an
+// even column on, for `columns` columns (even, at least `least`):
+//   green(source, width, greens, columns)  pass 1: the green of each column, as a
+//       plain sample, to greens[0 .. columns);
+//   red_blue(source, width, above, row, below, destination, columns)  pass 2: every
+//       channel of the pixels, from the samples and from the greens of pass 1 of the
+//       rows above, of and below the row, each given from the column before the
+//       first on.
+// `width` is the distance between rows. Null kernels: the plain routine alone.
+template <class S>
+struct LaplacianKernels {
+    void (*green)(const S *source, ptrdiff_t width, S *greens, ptrdiff_t columns) = nullptr;
+    void (*red_blue)(const S *source, ptrdiff_t width, const S *above, const S *row, const S *below, S *destination,
+                     ptrdiff_t columns) = nullptr;
+    ptrdiff_t least = 0;
+};
 
 // The kernel for an instruction set (lowered to what this CPU has), or null for the
 // plain routine alone.
@@ -84,6 +104,30 @@ simd::PairsFn<typename D::Sample> interp_kernel(Isa isa) {
     (void)isa;
 #endif
     return nullptr;
+}
+
+template <class D, RowType T>
+LaplacianKernels<typename D::Sample> laplacian_kernels(Isa isa) {
+    using S = typename D::Sample;
+    LaplacianKernels<S> k;
+#if KORVIMG_X86
+    switch (usable_isa(isa)) {
+        case Isa::avx2:
+            k.green = &simd::laplacian_green_row<Avx2, D, T>;
+            k.red_blue = &simd::laplacian_rb_row<Avx2, D, T>;
+            k.least = 32 / static_cast<ptrdiff_t>(sizeof(S));
+            break;
+        case Isa::sse2:
+            k.green = &simd::laplacian_green_row<Sse2, D, T>;
+            k.red_blue = &simd::laplacian_rb_row<Sse2, D, T>;
+            k.least = 16 / static_cast<ptrdiff_t>(sizeof(S));
+            break;
+        case Isa::scalar: break;
+    }
+#else
+    (void)isa;
+#endif
+    return k;
 }
 
 template <class D>

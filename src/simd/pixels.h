@@ -61,31 +61,50 @@ struct Ops {
     }
 
     // Writes `lanes` pixels (blue, green, red from the three vectors; a fourth channel
-    // of 0 when C is 4) at out.
+    // of 0 when C is 4) at out. Three-channel pixels go straight from the planes where
+    // the instruction set has a byte shuffle; otherwise they are made as four-channel
+    // ones and squeezed.
     template <int C>
     static void put_pixels(S *out, V blue, V green, V red) {
-        const V z = I::zero();
-        V p0, p1, p2, p3;
-        if constexpr (wide) {
-            const V bg_lo = I::unpacklo16(blue, green), bg_hi = I::unpackhi16(blue, green);
-            const V r_lo = I::unpacklo16(red, z), r_hi = I::unpackhi16(red, z);
-            p0 = I::unpacklo32(bg_lo, r_lo); p1 = I::unpackhi32(bg_lo, r_lo);
-            p2 = I::unpacklo32(bg_hi, r_hi); p3 = I::unpackhi32(bg_hi, r_hi);
+        if constexpr (C == 3 && I::byte_shuffle) {
+            I::template store_planes3<S, false, false, false>(out, blue, green, red);
         } else {
-            const V bg_lo = I::unpacklo8(blue, green), bg_hi = I::unpackhi8(blue, green);
-            const V r_lo = I::unpacklo8(red, z), r_hi = I::unpackhi8(red, z);
-            p0 = I::unpacklo16(bg_lo, r_lo); p1 = I::unpackhi16(bg_lo, r_lo);
-            p2 = I::unpacklo16(bg_hi, r_hi); p3 = I::unpackhi16(bg_hi, r_hi);
+            const V z = I::zero();
+            V p0, p1, p2, p3;
+            if constexpr (wide) {
+                const V bg_lo = I::unpacklo16(blue, green), bg_hi = I::unpackhi16(blue, green);
+                const V r_lo = I::unpacklo16(red, z), r_hi = I::unpackhi16(red, z);
+                p0 = I::unpacklo32(bg_lo, r_lo); p1 = I::unpackhi32(bg_lo, r_lo);
+                p2 = I::unpacklo32(bg_hi, r_hi); p3 = I::unpackhi32(bg_hi, r_hi);
+            } else {
+                const V bg_lo = I::unpacklo8(blue, green), bg_hi = I::unpackhi8(blue, green);
+                const V r_lo = I::unpacklo8(red, z), r_hi = I::unpackhi8(red, z);
+                p0 = I::unpacklo16(bg_lo, r_lo); p1 = I::unpackhi16(bg_lo, r_lo);
+                p2 = I::unpacklo16(bg_hi, r_hi); p3 = I::unpackhi16(bg_hi, r_hi);
+            }
+            I::pixel_order(p0, p1, p2, p3);
+            if constexpr (C == 4) {
+                uint8_t *o = reinterpret_cast<uint8_t *>(out);
+                I::store(o, p0);
+                I::store(o + I::bytes, p1);
+                I::store(o + 2 * I::bytes, p2);
+                I::store(o + 3 * I::bytes, p3);
+            } else {
+                I::template store3<S>(out, p0, p1, p2, p3);
+            }
         }
-        I::pixel_order(p0, p1, p2, p3);
-        if constexpr (C == 4) {
-            uint8_t *o = reinterpret_cast<uint8_t *>(out);
-            I::store(o, p0);
-            I::store(o + I::bytes, p1);
-            I::store(o + 2 * I::bytes, p2);
-            I::store(o + 3 * I::bytes, p3);
+    }
+
+    // put_pixels with planes given in halves where BlueHalves, ... say so: each
+    // 128-bit block's samples of even position before its odd ones, as
+    // Wide::halves makes them.
+    template <int C, bool BlueHalves, bool GreenHalves, bool RedHalves>
+    static void put_halves(S *out, V blue, V green, V red) {
+        if constexpr (C == 3 && I::byte_shuffle) {
+            I::template store_planes3<S, BlueHalves, GreenHalves, RedHalves>(out, blue, green, red);
         } else {
-            I::template store3<S>(out, p0, p1, p2, p3);
+            auto in_order = [](V v, bool halves) { return halves ? I::template zip_halves<S>(v) : v; };
+            put_pixels<C>(out, in_order(blue, BlueHalves), in_order(green, GreenHalves), in_order(red, RedHalves));
         }
     }
 };
@@ -111,14 +130,27 @@ struct Wide {
     static V eq(V a, V b) { return wide ? I::cmpeq32(a, b) : I::cmpeq16(a, b); }
     static V gt(V a, V b) { return wide ? I::cmpgt32(a, b) : I::cmpgt16(a, b); }
     // mask ? a : b
-    static V select(V mask, V a, V b) { return I::or_(I::and_(mask, a), I::andnot(mask, b)); }
+    static V select(V mask, V a, V b) { return I::select(mask, a, b); }
     // Shift right of a value that is never negative (the floor of a / 2^K).
     template <int K> static V shr(V a) { return wide ? I::template srl32<K>(a) : I::template srl16<K>(a); }
     // Signed division by 2^K truncating toward zero.
+    // Where the instruction set copies signs, the magnitude is shifted and given the
+    // sign back; elsewhere a negative value is biased by 2^K - 1 (from its sign bits)
+    // before the arithmetic shift.
     template <int K> static V div(V a) {
-        const V sign = wide ? I::template sra32<31>(a) : I::template sra16<15>(a);
-        const V biased = add(a, I::and_(sign, set((1 << K) - 1)));
-        return wide ? I::template sra32<K>(biased) : I::template sra16<K>(biased);
+        if constexpr (I::has_sign) {
+            return sign_of(shr<K>(abs(a)), a);
+        } else {
+            const V bias = wide ? I::template srl32<32 - K>(I::template sra32<31>(a))
+                                : I::template srl16<16 - K>(I::template sra16<15>(a));
+            const V biased = add(a, bias);
+            return wide ? I::template sra32<K>(biased) : I::template sra16<K>(biased);
+        }
+    }
+    // The same division when abs(a) is at hand.
+    template <int K> static V div(V a, V magnitude) {
+        if constexpr (I::has_sign) return sign_of(shr<K>(magnitude), a);
+        else return div<K>(a);
     }
     // The samples at even and at odd positions of a vector of samples, each widened
     // in place of its pair (sample 2k or 2k + 1 becomes widened element k).
@@ -126,12 +158,15 @@ struct Wide {
     static V odd(V v) { return wide ? I::template srl32<16>(v) : I::template srl16<8>(v); }
     // The inverse of even and odd: samples from the widened even and odd ones,
     // clamping to 0 .. the largest sample. The packs keep each 128-bit block's evens
-    // before its odds; the unpack interleaves the two halves of each block.
-    static V interleave(V evens, V odds) {
-        const V packed = narrow(evens, odds);
-        const V odd_half = I::unpackhi64(packed, packed);
-        return wide ? I::unpacklo16(packed, odd_half) : I::unpacklo8(packed, odd_half);
-    }
+    // before its odds; zip_halves interleaves the two halves of each block.
+    static V interleave(V evens, V odds) { return I::template zip_halves<S>(halves(evens, odds)); }
+    // The same samples before the last step: each 128-bit block's even ones, then its
+    // odd ones.
+    static V halves(V evens, V odds) { return narrow(evens, odds); }
+
+  private:
+    template <class J = I>
+    static V sign_of(V a, V b) { return wide ? J::sign32(a, b) : J::sign16(a, b); }
 };
 
 }  // namespace simd

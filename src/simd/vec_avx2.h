@@ -45,6 +45,19 @@ struct Avx2 {
     static V abs32(V a) { return _mm256_abs_epi32(a); }
     static V avg8(V a, V b) { return _mm256_avg_epu8(a, b); }
     static V avg16(V a, V b) { return _mm256_avg_epu16(a, b); }
+    // mask ? a : b, the mask's elements all ones or all zeros. GCC turns a byte blend
+    // into a test of each mask byte's sign and, when one mask feeds two blends, makes
+    // that test an extra compare; the empty asm hands each blend the mask as it is.
+    static V select(V mask, V a, V b) {
+#if defined(__GNUC__)
+        __asm__ volatile("" : "+x"(mask));
+#endif
+        return _mm256_blendv_epi8(b, a, mask);
+    }
+    // a with the sign of b (0 where b is 0).
+    static constexpr bool has_sign = true;
+    static V sign16(V a, V b) { return _mm256_sign_epi16(a, b); }
+    static V sign32(V a, V b) { return _mm256_sign_epi32(a, b); }
 
     // Unpacks work within each 128-bit lane.
     static V unpacklo8(V a, V b) { return _mm256_unpacklo_epi8(a, b); }
@@ -61,6 +74,17 @@ struct Avx2 {
     static V packs32(V a, V b) { return _mm256_packs_epi32(a, b); }
     static V packus32(V a, V b) { return _mm256_packus_epi32(a, b); }
     static V pack_order(V v) { return _mm256_permute4x64_epi64(v, 0xD8); }
+    // Within each 128-bit lane, the elements (of S's size) of the low half and of the
+    // high half taken alternately: one byte shuffle.
+    template <class S>
+    static V zip_halves(V v) {
+        const V order = sizeof(S) == 1
+            ? _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15,
+                               0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15)
+            : _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15,
+                               0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
+        return _mm256_shuffle_epi8(v, order);
+    }
 
     // The lane-wise unpacking leaves p0 = pixels [0..q) and [4q..5q), p1 = [q..2q) and
     // [5q..6q) and so on (q pixels per lane); reorder to four consecutive runs.
@@ -70,68 +94,70 @@ struct Avx2 {
         p0 = a; p1 = b; p2 = c; p3 = d;
     }
 
-    // Channel 1 (green) of bytes / sizeof(S) consecutive pixels of C channels from px
-    // on, as one vector of samples. Lane 0 takes the first half of the pixels, lane 1
-    // the second; each 16-byte piece gives its greens to its own bytes of the lane.
-    template <class S, int C>
-    static V greens(const S *px) {
-        const uint8_t *p = reinterpret_cast<const uint8_t *>(px);
-        constexpr int half = 16 * C;  // bytes of the pixels of lane 0: 48 or 64
-        auto piece = [&](int k) { return _mm256_loadu2_m128i(reinterpret_cast<const __m128i *>(p + half + 16 * k),
-                                                              reinterpret_cast<const __m128i *>(p + 16 * k)); };
-        const char z = -1;
-        if constexpr (C == 3 && sizeof(S) == 1) {
-            return _mm256_or_si256(
-                _mm256_or_si256(_mm256_shuffle_epi8(piece(0), _mm256_setr_epi8(1, 4, 7, 10, 13, z, z, z, z, z, z, z, z, z, z, z,
-                                                                               1, 4, 7, 10, 13, z, z, z, z, z, z, z, z, z, z, z)),
-                                _mm256_shuffle_epi8(piece(1), _mm256_setr_epi8(z, z, z, z, z, 0, 3, 6, 9, 12, 15, z, z, z, z, z,
-                                                                               z, z, z, z, z, 0, 3, 6, 9, 12, 15, z, z, z, z, z))),
-                _mm256_shuffle_epi8(piece(2), _mm256_setr_epi8(z, z, z, z, z, z, z, z, z, z, z, 2, 5, 8, 11, 14,
-                                                               z, z, z, z, z, z, z, z, z, z, z, 2, 5, 8, 11, 14)));
-        } else if constexpr (C == 3) {
-            return _mm256_or_si256(
-                _mm256_or_si256(_mm256_shuffle_epi8(piece(0), _mm256_setr_epi8(2, 3, 8, 9, 14, 15, z, z, z, z, z, z, z, z, z, z,
-                                                                               2, 3, 8, 9, 14, 15, z, z, z, z, z, z, z, z, z, z)),
-                                _mm256_shuffle_epi8(piece(1), _mm256_setr_epi8(z, z, z, z, z, z, 4, 5, 10, 11, z, z, z, z, z, z,
-                                                                               z, z, z, z, z, z, 4, 5, 10, 11, z, z, z, z, z, z))),
-                _mm256_shuffle_epi8(piece(2), _mm256_setr_epi8(z, z, z, z, z, z, z, z, z, z, 0, 1, 6, 7, 12, 13,
-                                                               z, z, z, z, z, z, z, z, z, z, 0, 1, 6, 7, 12, 13)));
-        } else {
-            // Four pieces, each giving four bytes of the lane: its greens moved to
-            // bytes 4k .. 4k + 3.
-            V out = _mm256_setzero_si256();
-            for (int k = 0; k < 4; ++k) {
-                char m[16];
-                for (int b = 0; b < 16; ++b) m[b] = z;
-                for (int b = 0; b < 4; ++b)
-                    m[4 * k + b] = static_cast<char>(sizeof(S) == 1 ? 4 * b + 1 : (b < 2 ? 2 + b : 8 + b));
-                const __m128i m128 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(m));
-                out = _mm256_or_si256(out, _mm256_shuffle_epi8(piece(k), _mm256_broadcastsi128_si256(m128)));
-            }
-            return out;
-        }
+    // Three planes of samples (blue, green, red; bytes / sizeof(S) samples each, in
+    // element order) stored as as many three-channel pixels: 96 bytes, exactly. Each
+    // 128-bit lane makes 48 bytes, three 16-byte chunks. A byte shuffle first moves
+    // each plane's samples to the positions where the chunks take them (every
+    // position of a plane serves exactly one of the three chunks), two blends make
+    // each chunk, and the chunks of the two lanes are put in order.
+    // A plane whose flag (BlueHalves, ...) is set comes in halves instead: each lane's
+    // samples of even position before its odd ones (zip_halves would put them in
+    // order), which the same byte shuffle undoes.
+    static constexpr bool byte_shuffle = true;
+    template <class S, bool BlueHalves = false, bool GreenHalves = false, bool RedHalves = false>
+    static void store_planes3(S *out, V blue, V green, V red) {
+        constexpr Planes3 k = planes3<static_cast<int>(sizeof(S))>();
+        auto mask = [](const int8_t *m) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(m)); };
+        const V p[3] = {_mm256_shuffle_epi8(blue, mask(BlueHalves ? k.from_halves[0] : k.move[0])),
+                        _mm256_shuffle_epi8(green, mask(GreenHalves ? k.from_halves[1] : k.move[1])),
+                        _mm256_shuffle_epi8(red, mask(RedHalves ? k.from_halves[2] : k.move[2]))};
+        const V second = mask(k.second), third = mask(k.third);
+        constexpr int m = 16 / static_cast<int>(sizeof(S));  // samples per chunk
+        // Chunk c takes, at an element whose position is t modulo 3, channel (m c + t) % 3.
+        auto chunk = [&](int c) {
+            return _mm256_blendv_epi8(_mm256_blendv_epi8(p[(m * c) % 3], p[(m * c + 1) % 3], second),
+                                      p[(m * c + 2) % 3], third);
+        };
+        const V c0 = chunk(0), c1 = chunk(1), c2 = chunk(2);  // low lane: chunks 0-2, high lane: 3-5
+        uint8_t *o = reinterpret_cast<uint8_t *>(out);
+        store(o, _mm256_permute2x128_si256(c0, c1, 0x20));
+        store(o + 32, _mm256_permute2x128_si256(c2, c0, 0x30));
+        store(o + 64, _mm256_permute2x128_si256(c1, c2, 0x31));
     }
 
-    // Four vectors of four-channel pixels stored as three-channel pixels: 96 bytes,
-    // exactly. Each lane is squeezed to 12 bytes (3 dwords), then the 24 dwords are
-    // gathered into three full vectors.
-    template <class S>
-    static void store3(S *out, V p0, V p1, V p2, V p3) {
-        const V squeeze = sizeof(S) == 1
-            ? _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
-                               0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1)
-            : _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1,
-                               0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
-        // Valid dwords of each squeezed vector: 0, 1, 2, 4, 5, 6.
-        const V q0 = _mm256_shuffle_epi8(p0, squeeze), q1 = _mm256_shuffle_epi8(p1, squeeze);
-        const V q2 = _mm256_shuffle_epi8(p2, squeeze), q3 = _mm256_shuffle_epi8(p3, squeeze);
-        auto perm = [](V v, int a, int b, int c, int d, int e, int f, int g, int h) {
-            return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
-        };
-        uint8_t *o = reinterpret_cast<uint8_t *>(out);
-        store(o, _mm256_blend_epi32(perm(q0, 0, 1, 2, 4, 5, 6, 0, 0), perm(q1, 0, 0, 0, 0, 0, 0, 0, 1), 0xC0));
-        store(o + 32, _mm256_blend_epi32(perm(q1, 2, 4, 5, 6, 0, 0, 0, 0), perm(q2, 0, 0, 0, 0, 0, 1, 2, 4), 0xF0));
-        store(o + 64, _mm256_blend_epi32(perm(q2, 5, 6, 0, 0, 0, 0, 0, 0), perm(q3, 0, 0, 0, 1, 2, 4, 5, 6), 0xFC));
+  private:
+    // The byte shuffles of store_planes3 (move[channel], from_halves[channel] for a
+    // plane in halves) and its blend masks: the elements at positions 1 and 2 modulo
+    // 3 of a chunk.
+    struct Planes3 {
+        int8_t move[3][32];
+        int8_t from_halves[3][32];
+        int8_t second[32];
+        int8_t third[32];
+    };
+    template <int E>  // bytes per sample
+    static constexpr Planes3 planes3() {
+        Planes3 k{};
+        constexpr int m = 16 / E;
+        for (int i = 0; i < m; ++i) {
+            for (int c = 0; c < 3; ++c) {
+                // The chunk whose element i is channel c, and the pixel it belongs to.
+                int chunk = 0;
+                while ((m * chunk + i) % 3 != c) ++chunk;
+                const int pixel = (m * chunk + i) / 3;
+                // Where that sample lies in a lane in halves.
+                const int halves = pixel % 2 == 0 ? pixel / 2 : m / 2 + pixel / 2;
+                for (int e = 0; e < E; ++e) {
+                    k.move[c][E * i + e] = k.move[c][16 + E * i + e] = static_cast<int8_t>(E * pixel + e);
+                    k.from_halves[c][E * i + e] = k.from_halves[c][16 + E * i + e] = static_cast<int8_t>(E * halves + e);
+                }
+            }
+            for (int e = 0; e < E; ++e) {
+                k.second[E * i + e] = k.second[16 + E * i + e] = static_cast<int8_t>(i % 3 == 1 ? -1 : 0);
+                k.third[E * i + e] = k.third[16 + E * i + e] = static_cast<int8_t>(i % 3 == 2 ? -1 : 0);
+            }
+        }
+        return k;
     }
 };
 

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <emmintrin.h>
+#include <xmmintrin.h>
 
 #include <cstdint>
+#include <cstring>
 
 namespace korvimg {
 
@@ -48,6 +50,10 @@ struct Sse2 {
     }
     static V avg8(V a, V b) { return _mm_avg_epu8(a, b); }    // rounds up
     static V avg16(V a, V b) { return _mm_avg_epu16(a, b); }  // rounds up
+    // mask ? a : b, the mask's elements all ones or all zeros.
+    static V select(V mask, V a, V b) { return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b)); }
+    // No sign-copying instruction here (it came with SSSE3).
+    static constexpr bool has_sign = false;
 
     static V unpacklo8(V a, V b) { return _mm_unpacklo_epi8(a, b); }
     static V unpackhi8(V a, V b) { return _mm_unpackhi_epi8(a, b); }
@@ -60,71 +66,66 @@ struct Sse2 {
     // Narrowing packs; the 128-bit forms keep a's elements before b's.
     static V packus16(V a, V b) { return _mm_packus_epi16(a, b); }
     static V packs32(V a, V b) { return _mm_packs_epi32(a, b); }
-    // Signed 32-bit to unsigned 16-bit with saturation (SSE4.1's packusdw).
+    // Signed 32-bit to unsigned 16-bit with saturation (SSE4.1's packusdw), for values
+    // from -2^31 + 2^15 on (every caller's are sums of a few samples): moved down by
+    // 2^15, the signed saturation clamps to what is 0 .. 65535 once moved back up.
     static V packus32(V a, V b) {
-        auto clamp = [](V v) {
-            v = _mm_andnot_si128(_mm_srai_epi32(v, 31), v);  // below 0: 0
-            const V over = _mm_cmpgt_epi32(v, _mm_set1_epi32(65535));
-            v = _mm_or_si128(_mm_andnot_si128(over, v), _mm_and_si128(over, _mm_set1_epi32(65535)));
-            return _mm_sub_epi32(v, _mm_set1_epi32(32768));
-        };
-        return _mm_xor_si128(_mm_packs_epi32(clamp(a), clamp(b)), _mm_set1_epi16(static_cast<short>(0x8000)));
+        const V half = _mm_set1_epi32(32768);
+        return _mm_xor_si128(_mm_packs_epi32(_mm_sub_epi32(a, half), _mm_sub_epi32(b, half)),
+                             _mm_set1_epi16(static_cast<short>(0x8000)));
     }
     static V pack_order(V v) { return v; }
+    // The elements (of S's size) of the low half and of the high half taken
+    // alternately.
+    template <class S>
+    static V zip_halves(V v) {
+        const V high = _mm_unpackhi_epi64(v, v);
+        return sizeof(S) == 1 ? _mm_unpacklo_epi8(v, high) : _mm_unpacklo_epi16(v, high);
+    }
 
     // Four vectors of interleaved pixels made by unpacking (lo/lo, lo/hi, hi/lo,
     // hi/hi) are already in pixel order here.
     static void pixel_order(V &, V &, V &, V &) {}
 
-    // Channel 1 (green) of 16 / sizeof(S) consecutive pixels of C channels from px on,
-    // as one vector of samples. Without a byte shuffle the three-channel pixels are
-    // gathered one by one.
-    template <class S, int C>
-    static V greens(const S *px) {
-        if constexpr (C == 4) {
-            auto piece = [&](int k) { return load(reinterpret_cast<const uint8_t *>(px) + 16 * k); };
-            if constexpr (sizeof(S) == 1) {
-                auto g = [&](int k) { return _mm_and_si128(_mm_srli_epi32(piece(k), 8), _mm_set1_epi32(0xFF)); };
-                return _mm_packus_epi16(_mm_packs_epi32(g(0), g(1)), _mm_packs_epi32(g(2), g(3)));
-            } else {
-                // Two pixels per piece: the greens to dwords 0 and 1.
-                auto g = [&](int k) {
-                    const V v = _mm_and_si128(_mm_srli_epi64(piece(k), 16), _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF));
-                    return _mm_shuffle_epi32(v, _MM_SHUFFLE(3, 1, 2, 0));
-                };
-                return packus32(_mm_unpacklo_epi64(g(0), g(1)), _mm_unpacklo_epi64(g(2), g(3)));
-            }
-        } else {
-            S g[16 / sizeof(S)];
-            for (size_t k = 0; k < 16 / sizeof(S); ++k) g[k] = px[k * C + 1];
-            return load(g);
-        }
-    }
+    // Without a byte shuffle, three-channel pixels are made as four-channel ones
+    // (Ops::put_pixels) and squeezed by store3.
+    static constexpr bool byte_shuffle = false;
 
     // Stores four vectors of four-channel pixels as three-channel pixels (the
-    // fourth channel, which is 0, dropped): 48 bytes, exactly.
+    // fourth channel, which is 0, dropped): 48 bytes, exactly. Each 64-bit half of a
+    // vector is made to hold 6 bytes of output followed by 2 zero bytes (for 8-bit
+    // samples two pixels are first packed together; a 16-bit pixel already is one),
+    // and the halves are stored 8 bytes at a time, 6 bytes apart, in order: each
+    // store's 2 extra bytes are overwritten by the next one. The last half, whose
+    // extra bytes would fall past the 48, is stored as 4 bytes and 2.
     template <class S>
     static void store3(S *out, V p0, V p1, V p2, V p3) {
-        const V y0 = squeeze<S>(p0), y1 = squeeze<S>(p1), y2 = squeeze<S>(p2), y3 = squeeze<S>(p3);
-        store(out, _mm_or_si128(y0, _mm_slli_si128(y1, 12)));
-        store(reinterpret_cast<uint8_t *>(out) + 16, _mm_or_si128(_mm_srli_si128(y1, 4), _mm_slli_si128(y2, 8)));
-        store(reinterpret_cast<uint8_t *>(out) + 32, _mm_or_si128(_mm_srli_si128(y2, 8), _mm_slli_si128(y3, 4)));
+        uint8_t *o = reinterpret_cast<uint8_t *>(out);
+        const V q[4] = {six_bytes<S>(p0), six_bytes<S>(p1), six_bytes<S>(p2), six_bytes<S>(p3)};
+        for (int k = 0; k < 4; ++k) {
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(o + 12 * k), q[k]);
+            if (k < 3) _mm_storeh_pi(reinterpret_cast<__m64 *>(o + 12 * k + 6), _mm_castsi128_ps(q[k]));
+        }
+        const V last = _mm_unpackhi_epi64(q[3], q[3]);
+        const uint32_t first4 = static_cast<uint32_t>(_mm_cvtsi128_si32(last));
+        const uint16_t last2 = static_cast<uint16_t>(_mm_extract_epi16(last, 2));
+        std::memcpy(o + 42, &first4, 4);
+        std::memcpy(o + 46, &last2, 2);
     }
 
   private:
-    // 16 bytes of four-channel pixels to 12 bytes of three-channel ones, followed by
-    // 4 zero bytes.
+    // Four-channel pixels to 6 bytes of three-channel ones in each 64-bit half,
+    // followed by 2 zero bytes.
     template <class S>
-    static V squeeze(V p) {
+    static V six_bytes(V p) {
         if constexpr (sizeof(S) == 1) {
             // Per 64-bit half: pixel 0 stays, pixel 1 moves down by its X byte.
             const V low_pixel = _mm_set_epi32(0, -1, 0, -1);
             const V high_part = _mm_set_epi32(-1, static_cast<int>(0xFF000000u), -1, static_cast<int>(0xFF000000u));
-            p = _mm_or_si128(_mm_and_si128(p, low_pixel), _mm_and_si128(_mm_srli_epi64(p, 8), high_part));
+            return _mm_or_si128(_mm_and_si128(p, low_pixel), _mm_and_si128(_mm_srli_epi64(p, 8), high_part));
+        } else {
+            return p;
         }
-        // Now 6 bytes per 64-bit half: close the gap between the halves.
-        const V low_half = _mm_set_epi32(0, 0, -1, -1);
-        return _mm_or_si128(_mm_and_si128(p, low_half), _mm_srli_si128(_mm_andnot_si128(low_half, p), 2));
     }
 };
 
