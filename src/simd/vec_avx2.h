@@ -37,7 +37,16 @@ struct Avx2 {
     static V sub32(V a, V b) { return _mm256_sub_epi32(a, b); }
     static V add16(V a, V b) { return _mm256_add_epi16(a, b); }
     static V add32(V a, V b) { return _mm256_add_epi32(a, b); }
+    static V cmpeq8(V a, V b) { return _mm256_cmpeq_epi8(a, b); }
     static V cmpeq16(V a, V b) { return _mm256_cmpeq_epi16(a, b); }
+    static V adds8(V a, V b) { return _mm256_adds_epu8(a, b); }
+    static V subs8(V a, V b) { return _mm256_subs_epu8(a, b); }
+    static V minu8(V a, V b) { return _mm256_min_epu8(a, b); }
+    static V maxu8(V a, V b) { return _mm256_max_epu8(a, b); }
+    static V adds16(V a, V b) { return _mm256_adds_epu16(a, b); }
+    static V subs16(V a, V b) { return _mm256_subs_epu16(a, b); }
+    static V minu16(V a, V b) { return _mm256_min_epu16(a, b); }
+    static V maxu16(V a, V b) { return _mm256_max_epu16(a, b); }
     static V cmpeq32(V a, V b) { return _mm256_cmpeq_epi32(a, b); }
     static V cmpgt16(V a, V b) { return _mm256_cmpgt_epi16(a, b); }
     static V cmpgt32(V a, V b) { return _mm256_cmpgt_epi32(a, b); }

@@ -1,5 +1,6 @@
 // 128-bit integer vectors (SSE2) in the shape the row kernels are written against;
-// vec_avx2.h gives the same names for 256-bit vectors. Only for *_sse2.cpp files.
+// vec_avx2.h gives the same names for 256-bit vectors. SSE2 is the baseline of every
+// x86 build, so any x86 source may use it.
 #pragma once
 
 #include <emmintrin.h>
@@ -39,7 +40,18 @@ struct Sse2 {
     static V sub32(V a, V b) { return _mm_sub_epi32(a, b); }
     static V add16(V a, V b) { return _mm_add_epi16(a, b); }
     static V add32(V a, V b) { return _mm_add_epi32(a, b); }
+    static V cmpeq8(V a, V b) { return _mm_cmpeq_epi8(a, b); }
     static V cmpeq16(V a, V b) { return _mm_cmpeq_epi16(a, b); }
+    // Unsigned saturating arithmetic, minimum and maximum. SSE2 has no unsigned 16-bit
+    // minimum or maximum: x - (x -sat y) and y + (x -sat y).
+    static V adds8(V a, V b) { return _mm_adds_epu8(a, b); }
+    static V subs8(V a, V b) { return _mm_subs_epu8(a, b); }
+    static V minu8(V a, V b) { return _mm_min_epu8(a, b); }
+    static V maxu8(V a, V b) { return _mm_max_epu8(a, b); }
+    static V adds16(V a, V b) { return _mm_adds_epu16(a, b); }
+    static V subs16(V a, V b) { return _mm_subs_epu16(a, b); }
+    static V minu16(V a, V b) { return _mm_sub_epi16(a, _mm_subs_epu16(a, b)); }
+    static V maxu16(V a, V b) { return _mm_add_epi16(b, _mm_subs_epu16(a, b)); }
     static V cmpeq32(V a, V b) { return _mm_cmpeq_epi32(a, b); }
     static V cmpgt16(V a, V b) { return _mm_cmpgt_epi16(a, b); }  // signed
     static V cmpgt32(V a, V b) { return _mm_cmpgt_epi32(a, b); }  // signed
