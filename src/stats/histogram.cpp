@@ -97,10 +97,9 @@ class PairTable {
     uint32_t *const table_;
 };
 
-// Eight samples from p on, as two little-endian 32-bit words.
-inline void load_words(const uint8_t *p, uint32_t &low, uint32_t &high) {
-    low = uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
-    high = uint32_t{p[4]} | uint32_t{p[5]} << 8 | uint32_t{p[6]} << 16 | uint32_t{p[7]} << 24;
+// Four samples from p on, as a little-endian 32-bit word.
+inline uint32_t load_word(const uint8_t *p) {
+    return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
 }
 
 // A run of 8-bit samples by pairs; false when there was no table.
@@ -109,10 +108,8 @@ bool histogram_run_pairs(const uint8_t *samples, int32_t n, uint32_t *histogram)
     if (!pairs) return false;
     int32_t i = 0;
     for (; i + 8 <= n; i += 8) {
-        uint32_t low, high;
-        load_words(samples + i, low, high);
-        pairs.count_two(low);
-        pairs.count_two(high);
+        pairs.count_two(load_word(samples + i));
+        pairs.count_two(load_word(samples + i + 4));
     }
     for (; i + 2 <= n; i += 2) pairs.count(samples + i);
     if (i < n) ++histogram[samples[i]];
@@ -224,11 +221,9 @@ void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, u
                     const S *bottom = top + w;
                     int32_t k = 0;
                     for (; k + 2 <= cells; k += 2) {
-                        uint32_t top_words, bottom_words, unused;
-                        load_words(top + 2 * k, top_words, unused);
-                        load_words(bottom + 2 * k, bottom_words, unused);
-                        top_pairs.count_two(top_words);
-                        bottom_pairs.count_two(bottom_words);
+                        // Two cells: four samples of each row, no further.
+                        top_pairs.count_two(load_word(top + 2 * k));
+                        bottom_pairs.count_two(load_word(bottom + 2 * k));
                     }
                     if (k < cells) {
                         top_pairs.count(top + 2 * k);

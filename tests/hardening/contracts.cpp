@@ -578,6 +578,9 @@ const Family kHistogramRuns = {
     [](const std::string &n, Sweep sweep) {
         auto out = count_grid(sweep, n != "histogram8" && n != "histogram8_24" && n != "histogram8_32");
         out.push_back({40, 0, 0, 0, 0, 2});
+        // Large enough for the 8-bit paths that count by pairs, with every remainder.
+        if (sweep == Sweep::full)
+            for (int32_t n8 : {262144, 262145, 262147, 262151, 87382, 87383, 65536, 65537}) out.push_back({n8});
         return out;
     },
     [](const kt::Export &e, const Args &a, Space &space) {
@@ -611,6 +614,11 @@ const Family kHistogramRaw = {
     [](const std::string &, Sweep sweep) {
         auto out = frame_grid(sweep);
         out.push_back({256, 256, 0, 0, 0, 1});  // every 16-bit value
+        // Large enough for the 8-bit path that counts by pairs: even and odd widths,
+        // odd cell counts, odd heights.
+        if (sweep == Sweep::full)
+            for (auto [w, h] : {std::pair{514, 513}, {512, 512}, {515, 512}, {1001, 263}, {1003, 262}})
+                out.push_back({w, h});
         return out;
     },
     [](const kt::Export &e, const Args &a, Space &space) {
