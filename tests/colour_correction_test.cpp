@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "colour/context.h"
+#include "colour/correction.h"
 #include "model/colour_model.h"
 #include "support/testkit.h"
 
@@ -582,6 +583,59 @@ TEST(ColourCorrection, ModelAgreesOnSetApplySequences) {
         }
         ASSERT_EQ(ctx.c->generation, mc.generation);
         expect_same_parameters(ctx.c, mc.p);
+    }
+}
+
+// The vector table copy against the pixel-by-pixel routine. Two contexts get the same
+// setter calls and the same images, one corrected by each instruction set; the pixels
+// (the fourth bytes of 32-bit pixels included) and the caches must come out the same.
+// The images are drawn mostly from a small palette, so that groups of eight mix
+// current and stale entries and a stale colour repeats within a group; counts run
+// from 0 to 80 (every remainder of a group), then some large ones, over frames of one
+// row and of several. The first rounds run on fresh contexts, where every entry is
+// current.
+TEST(ColourCorrection, EveryInstructionSetAgainstScalar) {
+    using korvimg::Isa;
+    for (Isa isa : {Isa::sse2, Isa::avx2}) {
+        if (korvimg::usable_isa(isa) != isa) continue;
+        for (int step : {3, 4}) {
+            Context plain, fast;
+            std::mt19937 rng(91 + static_cast<uint32_t>(step));
+            Bytes palette = random_image(rng, 24, 3);
+            std::vector<int32_t> counts;
+            for (int32_t n = 0; n <= 80; ++n) counts.push_back(n);
+            for (int32_t n : {1000, 4099, 65541, 8 * 3000}) counts.push_back(n);
+            for (int pass = 0; pass < 3; ++pass)
+                for (size_t round = 0; round < counts.size(); ++round) {
+                    if (pass > 0 && round % 9 == 0) {
+                        const model::ColourParams p = random_params(rng);
+                        const uint32_t use_matrix = rng() % 3 == 0;
+                        for (ColorCorrectionContext *c : {plain.c, fast.c}) {
+                            ASSERT_EQ(set_all(c, p), 1u);
+                            ASSERT_EQ(color_correction_setmatrix(c, p.m.data()), 1u);
+                            color_correction_usematrix(c, use_matrix);
+                        }
+                        palette = random_image(rng, 24, 3);
+                    }
+                    const int32_t n = counts[round];
+                    Bytes img = random_image(rng, static_cast<size_t>(n), step);
+                    for (size_t at = 0; at < img.size(); at += static_cast<size_t>(step))
+                        if (rng() % 5 != 0) std::memcpy(&img[at], &palette[3 * (rng() % 24)], 3);
+                    const int32_t width = n % 8 == 0 && n > 0 ? n / 8 : n, height = n % 8 == 0 && n > 0 ? 8 : 1;
+                    kt::Guarded want(img.size(), 3), got(img.size(), 4);
+                    std::memcpy(want.data(), img.data(), img.size());
+                    std::memcpy(got.data(), img.data(), img.size());
+                    SCOPED_TRACE(std::string(korvimg::isa_name(isa)) + " step " + std::to_string(step) + " pass " +
+                                 std::to_string(pass) + " pixels " + std::to_string(n));
+                    ASSERT_EQ(korvimg::color_correction_isa(Isa::scalar, plain.c, want.data(), width, height, step), 1u);
+                    ASSERT_EQ(korvimg::color_correction_isa(isa, fast.c, got.data(), width, height, step), 1u);
+                    ASSERT_TRUE(want.guard_intact());
+                    ASSERT_TRUE(got.guard_intact());
+                    ASSERT_EQ(Bytes(got.data(), got.data() + img.size()), Bytes(want.data(), want.data() + img.size()));
+                }
+            ASSERT_EQ(plain.c->generation, fast.c->generation);
+            ASSERT_EQ(std::memcmp(plain.c->cache, fast.c->cache, sizeof plain.c->cache), 0) << "caches differ";
+        }
     }
 }
 

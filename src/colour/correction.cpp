@@ -3,7 +3,7 @@
 // is computed by the matrix or by the gain/offset + HSL model, in double precision,
 // and the result is stored back with the current stamp.
 #include <cmath>
-#include "colour/context.h"
+#include "colour/correction.h"
 #include "frame/traits.h"
 
 namespace korvimg {
@@ -116,14 +116,10 @@ uint32_t hsl_model(const ColorCorrectionContext &c, uint32_t blue, uint32_t gree
                               to_byte(hsl_channel(saturation, lightness, wr) * 255.0), 0);
 }
 
-// Pixels of Step bytes (3 or 4); only the first three bytes are read or written.
+// count pixels of Step bytes (3 or 4) from image on, one after the other; only the
+// first three bytes of a pixel are read or written.
 template <int Step>
-uint32_t correct(ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height) {
-    if (context == nullptr) return 0;
-    const int32_t count = wrapped_product(width, height);
-    if (count <= 0) return 1;
-    ColorCorrectionContext &c = *context;
-    const uint32_t stamp = static_cast<uint32_t>(c.generation) << 24;
+void correct_run(ColorCorrectionContext &c, uint32_t stamp, uint8_t *image, int32_t count) {
     // Neighbouring colours of an image are far apart in the cache, so nearly every
     // pixel's entry is a miss; the entry kPrefetch pixels ahead is asked for early, so
     // that many misses are under way at once instead of one after the other.
@@ -145,20 +141,59 @@ uint32_t correct(ColorCorrectionContext *context, uint8_t *image, int32_t width,
         image[1] = static_cast<uint8_t>(e >> 8);
         image[2] = static_cast<uint8_t>(e >> 16);
     }
+}
+
+template <int Step>
+uint32_t correct(Isa isa, ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height) {
+    if (context == nullptr) return 0;
+    const int32_t count = wrapped_product(width, height);
+    if (count <= 0) return 1;
+    ColorCorrectionContext &c = *context;
+    const uint32_t stamp = static_cast<uint32_t>(c.generation) << 24;
+#if KORVIMG_X86
+    if (usable_isa(isa) == Isa::avx2) {
+        // Groups of eight whose entries are all current are copied by the vector
+        // kernel. From a group with a stale entry on, a run is done pixel by pixel, in
+        // order, as below: pixels that are current read the same entries either way,
+        // and the stale ones are computed and stored one after the other, so a colour
+        // that repeats within the run is computed once. Where stale groups follow one
+        // another (new colours after a parameter change) the runs grow, up to 256
+        // pixels, so that the vector kernel is not tried in vain on every group; the
+        // first current group makes them short again.
+        int32_t i = 0, run = 8;
+        while (i < count) {
+            const int32_t done = avx2::copy_current<Step>(c.cache, stamp, image + static_cast<size_t>(i) * Step, count - i);
+            i += done;
+            run = done > 0 ? 8 : run < 256 ? 2 * run : 256;
+            const int32_t n = count - i < run ? count - i : run;
+            correct_run<Step>(c, stamp, image + static_cast<size_t>(i) * Step, n);
+            i += n;
+        }
+        return 1;
+    }
+#endif
+    (void)isa;
+    correct_run<Step>(c, stamp, image, count);
     return 1;
 }
 
 }  // namespace
+
+uint32_t color_correction_isa(Isa isa, ColorCorrectionContext *context, uint8_t *image, int32_t width,
+                              int32_t height, int step) {
+    return step == 4 ? correct<4>(isa, context, image, width, height) : correct<3>(isa, context, image, width, height);
+}
+
 }  // namespace korvimg
 
 extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction24(ColorCorrectionContext *context, uint8_t *image,
                                                                int32_t width, int32_t height) {
-    return korvimg::correct<3>(context, image, width, height);
+    return korvimg::correct<3>(korvimg::best_isa(), context, image, width, height);
 }
 
 extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction32(ColorCorrectionContext *context, uint8_t *image,
                                                                int32_t width, int32_t height) {
-    return korvimg::correct<4>(context, image, width, height);
+    return korvimg::correct<4>(korvimg::best_isa(), context, image, width, height);
 }
 
 // The 16-bit formats are not corrected: nothing is read or written, whatever the
