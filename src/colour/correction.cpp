@@ -143,6 +143,18 @@ void correct_run(ColorCorrectionContext &c, uint32_t stamp, uint8_t *image, int3
     }
 }
 
+struct Run {
+    ColorCorrectionContext *context;
+    uint32_t stamp;
+};
+
+// Eight pixels by correct_run, for the vector kernel.
+template <int Step>
+void correct_group(void *run, uint8_t *group) {
+    const Run &r = *static_cast<const Run *>(run);
+    correct_run<Step>(*r.context, r.stamp, group, 8);
+}
+
 template <int Step>
 uint32_t correct(Isa isa, ColorCorrectionContext *context, uint8_t *image, int32_t width, int32_t height) {
     if (context == nullptr) return 0;
@@ -153,22 +165,14 @@ uint32_t correct(Isa isa, ColorCorrectionContext *context, uint8_t *image, int32
 #if KORVIMG_X86
     if (usable_isa(isa) == Isa::avx2) {
         // Groups of eight whose entries are all current are copied by the vector
-        // kernel. From a group with a stale entry on, a run is done pixel by pixel, in
-        // order, as below: pixels that are current read the same entries either way,
-        // and the stale ones are computed and stored one after the other, so a colour
-        // that repeats within the run is computed once. Where stale groups follow one
-        // another (new colours after a parameter change) the runs grow, up to 256
-        // pixels, so that the vector kernel is not tried in vain on every group; the
-        // first current group makes them short again.
-        int32_t i = 0, run = 8;
-        while (i < count) {
-            const int32_t done = avx2::copy_current<Step>(c.cache, stamp, image + static_cast<size_t>(i) * Step, count - i);
-            i += done;
-            run = done > 0 ? 8 : run < 256 ? 2 * run : 256;
-            const int32_t n = count - i < run ? count - i : run;
-            correct_run<Step>(c, stamp, image + static_cast<size_t>(i) * Step, n);
-            i += n;
-        }
+        // kernel; a group with a stale entry is done pixel by pixel, in order, as
+        // below: pixels that are current read the same entries either way, and the
+        // stale ones are computed and stored one after the other, so a colour that
+        // repeats within the group is computed once. The last count % 8 pixels
+        // follow pixel by pixel.
+        Run run{&c, stamp};
+        const int32_t done = avx2::correct_groups<Step>(c.cache, stamp, image, count, &correct_group<Step>, &run);
+        correct_run<Step>(c, stamp, image + static_cast<size_t>(done) * Step, count - done);
         return 1;
     }
 #endif

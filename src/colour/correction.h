@@ -14,12 +14,14 @@ uint32_t color_correction_isa(Isa isa, ColorCorrectionContext *context, uint8_t 
                               int32_t height, int step);
 
 namespace avx2 {
-// Copies the cache entries of whole groups of eight pixels into them, from the first
-// pixel on, for as long as every entry of a group carries the stamp (stamp in the top
-// byte). Returns the pixels done: a multiple of eight, at most count. Nothing is
-// written to the cache; a group with a stale entry is left as it was.
+// Runs over the whole groups of eight pixels from the first on, in order. A group
+// whose entries all carry the stamp (stamp in the top byte) gets them copied in; a
+// group with a stale entry is handed, untouched, to `stale` (with `arg`), which must
+// correct its eight pixels one after the other. Returns the pixels done: count
+// rounded down to a multiple of eight.
 template <int Step>
-int32_t copy_current(const uint32_t *cache, uint32_t stamp, uint8_t *image, int32_t count);
+int32_t correct_groups(const uint32_t *cache, uint32_t stamp, uint8_t *image, int32_t count,
+                       void (*stale)(void *arg, uint8_t *group), void *arg);
 }  // namespace avx2
 
 }  // namespace korvimg
