@@ -3,6 +3,7 @@
 // random colours, parameters and set/apply sequences.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -623,8 +624,8 @@ TEST(ColourCorrection, EveryInstructionSetAgainstScalar) {
                         if (rng() % 5 != 0) std::memcpy(&img[at], &palette[3 * (rng() % 24)], 3);
                     const int32_t width = n % 8 == 0 && n > 0 ? n / 8 : n, height = n % 8 == 0 && n > 0 ? 8 : 1;
                     kt::Guarded want(img.size(), 3), got(img.size(), 4);
-                    std::memcpy(want.data(), img.data(), img.size());
-                    std::memcpy(got.data(), img.data(), img.size());
+                    std::copy(img.begin(), img.end(), want.data());
+                    std::copy(img.begin(), img.end(), got.data());
                     SCOPED_TRACE(std::string(korvimg::isa_name(isa)) + " step " + std::to_string(step) + " pass " +
                                  std::to_string(pass) + " pixels " + std::to_string(n));
                     ASSERT_EQ(korvimg::color_correction_isa(Isa::scalar, plain.c, want.data(), width, height, step), 1u);
