@@ -219,3 +219,93 @@ TEST(FrameArithModel, DivisionIsExactAtEveryBoundary) {
 }
 
 }  // namespace
+
+// Buffers laid over each other: every function gives the result of one pass in
+// ascending order, sample i read just before sum (or quotient) i is written. The
+// reference works on the bytes of a copy of the same memory.
+namespace overlap {
+
+template <class T>
+T get(const std::vector<uint8_t> &m, size_t at) {
+    T v;
+    std::memcpy(&v, m.data() + at, sizeof v);
+    return v;
+}
+template <class T>
+void put(std::vector<uint8_t> &m, size_t at, T v) {
+    std::memcpy(m.data() + at, &v, sizeof v);
+}
+
+template <class S>
+void add(std::vector<uint8_t> &m, size_t acc, size_t frame, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        const size_t a = acc + 4 * static_cast<size_t>(i), f = frame + sizeof(S) * static_cast<size_t>(i);
+        put<uint32_t>(m, a, get<uint32_t>(m, a) + get<S>(m, f));
+    }
+}
+template <class S>
+void add_sub(std::vector<uint8_t> &m, size_t acc, size_t plus, size_t minus, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) {
+        const size_t a = acc + 4 * static_cast<size_t>(i), k = sizeof(S) * static_cast<size_t>(i);
+        put<uint32_t>(m, a, get<uint32_t>(m, a) + get<S>(m, plus + k) - get<S>(m, minus + k));
+    }
+}
+template <class S>
+void avg(std::vector<uint8_t> &m, size_t dst, size_t acc, int32_t n, uint32_t divisor) {
+    for (int32_t i = 0; i < n; ++i)
+        put<S>(m, dst + sizeof(S) * static_cast<size_t>(i),
+               static_cast<S>(get<uint32_t>(m, acc + 4 * static_cast<size_t>(i)) / divisor));
+}
+
+}  // namespace overlap
+
+TEST(FrameArith, OverlappingBuffersGiveTheAscendingPass) {
+    std::mt19937 rng(61);
+    constexpr size_t kBytes = 512;
+    std::vector<uint32_t> arena(kBytes / 4);  // 4-byte aligned memory for the library
+    uint8_t *base = reinterpret_cast<uint8_t *>(arena.data());
+    size_t mismatches = 0, overlapping = 0;
+    for (int trial = 0; trial < 6000; ++trial) {
+        std::vector<uint8_t> memory(kBytes);
+        for (auto &b : memory) b = static_cast<uint8_t>(rng());
+        const int op = trial % 6;
+        const bool wide = op % 2 == 1;
+        const size_t sample = wide ? 2 : 1;
+        const int32_t n = static_cast<int32_t>(1 + rng() % 40);
+        const size_t span32 = 4 * static_cast<size_t>(n), span = sample * static_cast<size_t>(n);
+        // The sums at a 4-byte boundary, the frames at their own alignment, all near
+        // each other so that most draws overlap.
+        const size_t acc = 4 * (rng() % ((kBytes - span32) / 4 / 2));
+        auto near = [&](size_t at_least_room) {
+            const size_t lo = acc > 64 ? acc - 64 : 0;
+            const size_t hi = std::min(kBytes - at_least_room, acc + span32 + 64);
+            return (lo + rng() % (hi - lo + 1)) / sample * sample;
+        };
+        const size_t f1 = near(span), f2 = near(span);
+        const uint32_t divisor = 1 + rng() % (wide ? 70000u : 300u);
+        std::vector<uint8_t> want = memory;
+        std::memcpy(base, memory.data(), kBytes);
+        auto u16 = [&](size_t at) { return reinterpret_cast<uint16_t *>(base + at); };
+        auto u32 = [&](size_t at) { return reinterpret_cast<uint32_t *>(base + at); };
+        switch (op) {
+        case 0: overlap::add<uint8_t>(want, acc, f1, n); frame_add8(u32(acc), base + f1, n); break;
+        case 1: overlap::add<uint16_t>(want, acc, f1, n); frame_add16(u32(acc), u16(f1), n); break;
+        case 2: overlap::add_sub<uint8_t>(want, acc, f1, f2, n); frame_add_sub8(u32(acc), base + f1, base + f2, n); break;
+        case 3:
+            overlap::add_sub<uint16_t>(want, acc, f1, f2, n);
+            frame_add_sub16(u32(acc), u16(f1), u16(f2), n);
+            break;
+        case 4: overlap::avg<uint8_t>(want, f1, acc, n, divisor); frame_avg8(base + f1, u32(acc), n, divisor); break;
+        default:
+            overlap::avg<uint16_t>(want, f1, acc, n, divisor);
+            frame_avg16(u16(f1), u32(acc), n, divisor);
+            break;
+        }
+        if (f1 < acc + span32 && acc < f1 + span) ++overlapping;
+        if (std::memcmp(want.data(), base, kBytes) != 0 && ++mismatches <= 5)
+            ADD_FAILURE() << "operation " << op << ", sums at " << acc << ", frames at " << f1 << " and " << f2
+                          << ", count " << n;
+    }
+    EXPECT_EQ(mismatches, 0u);
+    EXPECT_GT(overlapping, 2000u);  // the draws did lay the buffers over each other
+}

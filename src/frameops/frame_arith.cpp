@@ -4,14 +4,48 @@
 // sample order over `count` samples, and a count below 1 does nothing.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "korvimg.h"
 
 namespace korvimg {
 namespace {
 
+// The buffers may overlap (the caller owns the memory and may lay a frame inside its
+// accumulator); the result is then that of the pass in ascending order, in which
+// sample i is read just before sum i is written. The plain loops below are compiled
+// on the assumption that buffers of different types are distinct, so an overlap
+// takes the element-by-element loop, whose loads and stores go through memcpy and so
+// stay in order with each other.
+bool overlap(const void *a, size_t a_bytes, const void *b, size_t b_bytes) {
+    const uintptr_t x = reinterpret_cast<uintptr_t>(a), y = reinterpret_cast<uintptr_t>(b);
+    return x < y + b_bytes && y < x + a_bytes;
+}
+
+template <class T>
+T load(const T *p, int32_t i) {
+    T v;
+    std::memcpy(&v, p + i, sizeof v);
+    return v;
+}
+
+template <class T>
+void store(T *p, int32_t i, T v) {
+    std::memcpy(p + i, &v, sizeof v);
+}
+
+template <class S>
+size_t bytes(int32_t count) {
+    return static_cast<size_t>(count) * sizeof(S);
+}
+
 template <class S>
 void frame_add(uint32_t *accumulator, const S *frame, int32_t count) {
+    if (count < 1) return;
+    if (overlap(accumulator, bytes<uint32_t>(count), frame, bytes<S>(count))) {
+        for (int32_t i = 0; i < count; ++i) store(accumulator, i, load(accumulator, i) + load(frame, i));
+        return;
+    }
     for (int32_t i = 0; i < count; ++i) accumulator[i] += frame[i];
 }
 
@@ -20,6 +54,15 @@ void frame_add(uint32_t *accumulator, const S *frame, int32_t count) {
 // change the 32-bit result.
 template <class S>
 void frame_add_sub(uint32_t *accumulator, const S *add, const S *subtract, int32_t count) {
+    if (count < 1) return;
+    if (overlap(accumulator, bytes<uint32_t>(count), add, bytes<S>(count)) ||
+        overlap(accumulator, bytes<uint32_t>(count), subtract, bytes<S>(count))) {
+        for (int32_t i = 0; i < count; ++i) {
+            const uint32_t a = load(add, i), b = load(subtract, i);
+            store(accumulator, i, load(accumulator, i) + a - b);
+        }
+        return;
+    }
     for (int32_t i = 0; i < count; ++i) accumulator[i] = accumulator[i] + add[i] - subtract[i];
 }
 
@@ -51,6 +94,10 @@ template <class S>
 void frame_avg(S *destination, const uint32_t *accumulator, int32_t count, uint32_t divisor) {
     if (count < 1 || divisor == 0) return;
     const Reciprocal r(divisor);
+    if (overlap(destination, bytes<S>(count), accumulator, bytes<uint32_t>(count))) {
+        for (int32_t i = 0; i < count; ++i) store(destination, i, static_cast<S>(r.divide(load(accumulator, i))));
+        return;
+    }
     for (int32_t i = 0; i < count; ++i) destination[i] = static_cast<S>(r.divide(accumulator[i]));
 }
 
