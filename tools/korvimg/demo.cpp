@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -95,6 +96,7 @@ int run_demo(const std::vector<std::string> &args) {
     }
     if (!a.positional().empty()) throw usage_error("demo takes no input file: '" + a.positional()[0] + "'");
     const std::string dir = a.get("output", "demo-output");
+    if (dir.empty()) throw usage_error("-o: an empty directory name");
     const bool quiet = a.has("quiet");
     make_directories(dir);
 
@@ -129,10 +131,18 @@ int run_demo(const std::vector<std::string> &args) {
     }
 
     // Pictures: the chart, the rggb mosaic, each method's result and the contact sheet.
-    std::vector<std::string> written;
+    // They are staged and put in place together, so a run that fails leaves no part
+    // of the set.
+    std::vector<std::string> names = {"chart.png", "mosaic-rggb.pgm"};
+    for (int m = 0; m < kMethods; ++m) names.push_back(std::string(kMethodNames[m]) + ".png");
+    names.push_back("contact-sheet.png");
+    std::vector<std::string> targets;
+    for (const auto &name : names) targets.push_back(dir + "/" + name);
+    StagedFiles staged(targets);
+    size_t next = 0;
     auto save = [&](const std::string &name, const FilePixels &px) {
-        write_picture(dir + "/" + name, px);
-        written.push_back(dir + "/" + name);
+        if (names.at(next) != name) throw std::logic_error("demo pictures out of order");
+        write_picture(staged.staged(next++), px);
     };
     save("chart.png", to_file_pixels(chart));
     {
@@ -170,6 +180,7 @@ int run_demo(const std::vector<std::string> &args) {
         paste(sheet, tile, left, top + kLabel);
     }
     save("contact-sheet.png", sheet);
+    staged.commit();
 
     if (!quiet) {
         std::printf("korvimg demo: %dx%d test chart, mosaicked in each pattern, 8-bit samples, 24-bit output\n",
@@ -182,7 +193,7 @@ int run_demo(const std::vector<std::string> &args) {
             std::printf("%-10s %7.2f %7.2f %7.2f %7.2f %8.2f %9.3f\n", kMethodNames[m], r.psnr[0], r.psnr[1],
                         r.psnr[2], r.psnr[3], r.patches, r.ms);
         }
-        std::printf("\nwrote %zu pictures to %s/ (contact sheet: %s/contact-sheet.png)\n", written.size(),
+        std::printf("\nwrote %zu pictures to %s/ (contact sheet: %s/contact-sheet.png)\n", staged.size(),
                     dir.c_str(), dir.c_str());
     }
     return kOk;

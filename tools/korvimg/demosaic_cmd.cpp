@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -182,97 +182,104 @@ int run_demosaic(const std::vector<std::string> &args) {
     const FileFormat format = format_for(out);
     const OpenOptions oo = open_options(a);
 
-    std::unique_ptr<Source> source = open_source(in, oo);
-    const SourceInfo &info = source->info();
-    Settings s = settings_from(a, info);
-    check_format(format, out, s.alpha ? 4 : s.method == KORVIMG_MONO ? 1 : 3, s.out_bits);
-    if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
-        throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
-    check_frame_size(info, s.method);
-    check_output_directory(out);
-    uint32_t first = 0, end = 0;
-    frame_range(a, info.frames, first, end);
-    const uint32_t count = end - first;
-    const bool stack = a.has("stack");
-    if (stack && info.bits > 8 && count > 65537)
-        throw usage_error("--stack: at most 65537 frames of 16-bit samples fit the library's 32-bit sums");
-
-    Progress progress(count, !quiet && count > 1);
-    std::vector<std::string> written;
-    std::mutex written_mutex;
+    // Frames too large for this machine's memory are a problem of this file.
     try {
-        if (stack || count == 1) {
-            RawFrame frame;
-            if (stack && count > 1) {
-                // Each worker sums its share of the frames; the sums are then added
-                // (32-bit sums wrap alike in any order).
+        std::unique_ptr<Source> source = open_source(in, oo);
+        const SourceInfo &info = source->info();
+        Settings s = settings_from(a, info);
+        check_format(format, out, s.alpha ? 4 : s.method == KORVIMG_MONO ? 1 : 3, s.out_bits);
+        if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
+            throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
+        check_frame_size(info, s.method);
+        check_output_directory(out);
+        uint32_t first = 0, end = 0;
+        frame_range(a, info.frames, first, end);
+        const uint32_t count = end - first;
+        const bool stack = a.has("stack");
+        // The library's sums are 32-bit: 65537 frames of 65535, or 16843009 of 255, fill them.
+        if (stack && info.stored_bits > 8 && count > 65537)
+            throw usage_error("--stack: at most 65537 frames of 16-bit samples fit the library's 32-bit sums");
+        if (stack && info.stored_bits == 8 && count > 16843009)
+            throw usage_error("--stack: at most 16843009 frames of 8-bit samples fit the library's 32-bit sums");
+
+        Progress progress(count, !quiet && count > 1);
+        try {
+            if (stack || count == 1) {
+                RawFrame frame;
+                if (stack && count > 1) {
+                    // Each worker sums its share of the frames; the sums are then added
+                    // (32-bit sums wrap alike in any order).
+                    const unsigned workers = worker_count(threads, count);
+                    std::vector<std::vector<uint32_t>> sums(workers);
+                    std::vector<RawFrame> scratch(workers);
+                    parallel_for(count, workers, [&](uint32_t job, unsigned w) {
+                        source->read(first + job, scratch[w]);
+                        if (s.median >= 0) median_filter(scratch[w], s.median);
+                        if (sums[w].empty()) sums[w].assign(scratch[w].count(), 0);
+                        accumulate(sums[w], scratch[w]);
+                        progress.advance();
+                    });
+                    std::vector<uint32_t> total(static_cast<size_t>(info.width) * static_cast<size_t>(info.height), 0);
+                    for (const auto &part : sums)
+                        for (size_t i = 0; i < part.size(); ++i) total[i] += part[i];
+                    RawFrame like;
+                    like.allocate(info.width, info.height, info.bits);
+                    frame = average(total, count, like);
+                } else {
+                    source->read(first, frame);
+                    if (s.median >= 0) median_filter(frame, s.median);
+                    progress.advance();
+                }
+                progress.finish();
+                if (s.white_balance_auto) measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+                std::unique_ptr<Correction> correction;
+                if (s.colour_correction()) correction = std::make_unique<Correction>(s);
+                const ColourImage image = process_frame(std::move(frame), s, correction.get());
+                write_picture(out, to_file_pixels(image));
+            } else {
+                if (s.white_balance_auto) {
+                    // One measurement, from the first frame, serves the sequence.
+                    RawFrame frame;
+                    source->read(first, frame);
+                    if (s.median >= 0) median_filter(frame, s.median);
+                    measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+                }
+                // The pictures are staged and put in place together once all are written:
+                // a run that fails leaves no part of the sequence behind, and replaces
+                // none of the files that were there.
+                std::vector<std::string> targets;
+                targets.reserve(count);
+                for (uint32_t job = 0; job < count; ++job) targets.push_back(numbered(out, first + job, end - 1));
+                StagedFiles staged(std::move(targets));
                 const unsigned workers = worker_count(threads, count);
-                std::vector<std::vector<uint32_t>> sums(workers);
-                std::vector<RawFrame> scratch(workers);
+                std::vector<std::unique_ptr<Correction>> corrections(workers);
                 parallel_for(count, workers, [&](uint32_t job, unsigned w) {
-                    source->read(first + job, scratch[w]);
-                    if (s.median >= 0) median_filter(scratch[w], s.median);
-                    if (sums[w].empty()) sums[w].assign(scratch[w].count(), 0);
-                    accumulate(sums[w], scratch[w]);
+                    RawFrame frame;
+                    source->read(first + job, frame);
+                    if (s.median >= 0) median_filter(frame, s.median);
+                    if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
+                    const ColourImage image = process_frame(std::move(frame), s, corrections[w].get());
+                    write_picture(staged.staged(job), to_file_pixels(image));
                     progress.advance();
                 });
-                std::vector<uint32_t> total(static_cast<size_t>(info.width) * static_cast<size_t>(info.height), 0);
-                for (const auto &part : sums)
-                    for (size_t i = 0; i < part.size(); ++i) total[i] += part[i];
-                RawFrame like;
-                like.allocate(info.width, info.height, info.bits);
-                frame = average(total, count, like);
-            } else {
-                source->read(first, frame);
-                if (s.median >= 0) median_filter(frame, s.median);
-                progress.advance();
+                progress.finish();
+                staged.commit();
             }
+        } catch (...) {
             progress.finish();
-            if (s.white_balance_auto) measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
-            std::unique_ptr<Correction> correction;
-            if (s.colour_correction()) correction = std::make_unique<Correction>(s);
-            const ColourImage image = process_frame(std::move(frame), s, correction.get());
-            write_picture(out, to_file_pixels(image));
-        } else {
-            if (s.white_balance_auto) {
-                // One measurement, from the first frame, serves the sequence.
-                RawFrame frame;
-                source->read(first, frame);
-                if (s.median >= 0) median_filter(frame, s.median);
-                measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
-            }
-            const unsigned workers = worker_count(threads, count);
-            std::vector<std::unique_ptr<Correction>> corrections(workers);
-            parallel_for(count, workers, [&](uint32_t job, unsigned w) {
-                RawFrame frame;
-                source->read(first + job, frame);
-                if (s.median >= 0) median_filter(frame, s.median);
-                if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
-                const ColourImage image = process_frame(std::move(frame), s, corrections[w].get());
-                const std::string path = numbered(out, first + job, end - 1);
-                write_picture(path, to_file_pixels(image));
-                {
-                    std::lock_guard<std::mutex> lock(written_mutex);
-                    written.push_back(path);
-                }
-                progress.advance();
-            });
-            progress.finish();
+            throw;
         }
-    } catch (...) {
-        // A run that fails leaves no part of a sequence behind.
-        progress.finish();
-        for (const auto &p : written) std::remove(p.c_str());
-        throw;
+        if (s.pattern_guessed && !quiet)
+            std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, took rggb (see --pattern)\n", in.c_str());
+        if (source->clamped() != 0 && !quiet)
+            std::fprintf(stderr, "korvimg: %s: %llu samples above %d bits were taken as the largest %d-bit value\n",
+                         in.c_str(), static_cast<unsigned long long>(source->clamped()), info.bits, info.bits);
+        if (s.white_balance && !quiet && s.white_balance_auto)
+            std::printf("white balance gains: red %.4f, blue %.4f\n", s.red_gain, s.blue_gain);
+        return kOk;
+    } catch (const std::bad_alloc &) {
+        throw file_error(in, "not enough memory for its frames");
     }
-    if (s.pattern_guessed && !quiet)
-        std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, took rggb (see --pattern)\n", in.c_str());
-    if (source->clamped() != 0 && !quiet)
-        std::fprintf(stderr, "korvimg: %s: %llu samples above %d bits were taken as the largest %d-bit value\n",
-                     in.c_str(), static_cast<unsigned long long>(source->clamped()), info.bits, info.bits);
-    if (s.white_balance && !quiet && s.white_balance_auto)
-        std::printf("white balance gains: red %.4f, blue %.4f\n", s.red_gain, s.blue_gain);
-    return kOk;
 }
 
 }  // namespace kvcli

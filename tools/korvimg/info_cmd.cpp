@@ -1,5 +1,6 @@
 // korvimg info: what a capture file holds.
 #include <cstdio>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ struct Summary {
     uint64_t at_max = 0;  // samples at the largest value of the depth
 };
 
-Summary summarise(const std::vector<uint32_t> &histogram, uint32_t scale) {
+Summary summarise(const std::vector<uint32_t> &histogram) {
     Summary s;
     for (uint32_t v : histogram) s.count += v;
     if (s.count == 0) return s;
@@ -35,7 +36,7 @@ Summary summarise(const std::vector<uint32_t> &histogram, uint32_t scale) {
     for (size_t i = 0; i < histogram.size(); ++i) {
         const uint64_t n = histogram[i];
         if (n == 0) continue;
-        const uint32_t value = static_cast<uint32_t>(i) * scale;
+        const uint32_t value = static_cast<uint32_t>(i);
         if (!seen) s.min = value;
         seen = true;
         s.max = value;
@@ -59,40 +60,75 @@ void print_summary(const char *name, const Summary &s) {
                 double(s.sum) / double(s.count), s.max, 100.0 * double(s.at_max) / double(s.count));
 }
 
-// Per-channel histograms by the library: histogram8/10/12 with the pattern, or the
-// single-channel ones for a monochrome frame. 16-bit samples are counted at 12-bit
-// resolution (the library's deepest histogram).
+// The frame without its last column and row where the width or height is odd.
+RawFrame even_part(const RawFrame &frame) {
+    const int32_t w = frame.width & ~1, h = frame.height & ~1;
+    if (w == frame.width && h == frame.height) return frame;
+    RawFrame out;
+    out.allocate(w, h, frame.bits);
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
+            const size_t from = static_cast<size_t>(y) * static_cast<size_t>(frame.width) + static_cast<size_t>(x);
+            const size_t to = static_cast<size_t>(y) * static_cast<size_t>(w) + static_cast<size_t>(x);
+            if (out.wide()) out.s16[to] = frame.s16[from];
+            else out.s8[to] = frame.s8[from];
+        }
+    return out;
+}
+
+// 16-bit samples, which the library's histograms (4096 bins at most) cannot tell
+// apart, counted here at full resolution: by the colour of each sample's place in
+// the 2x2 tile, or into `green` alone for a monochrome frame (pattern < 0).
+void histograms16(const RawFrame &frame, int pattern, std::vector<uint32_t> &red, std::vector<uint32_t> &green,
+                  std::vector<uint32_t> &blue) {
+    for (int32_t y = 0; y < frame.height; ++y)
+        for (int32_t x = 0; x < frame.width; ++x) {
+            const uint16_t v = frame.s16[static_cast<size_t>(y) * static_cast<size_t>(frame.width) +
+                                         static_cast<size_t>(x)];
+            const int site = (y & 1) * 2 + (x & 1);
+            // Red sits at site `pattern` of the tile (rggb 0, grbg 1, gbrg 2, bggr 3),
+            // blue diagonally across from it.
+            std::vector<uint32_t> &h = pattern < 0 ? green : site == pattern ? red : site == 3 - pattern ? blue : green;
+            ++h[v];
+        }
+}
+
+// Per-channel histograms: the library's histogram8/10/12 with the pattern, or the
+// single-channel ones for a monochrome frame; 16-bit samples as histograms16 counts
+// them. The library's raw histograms walk 2x2 cells, and with an odd width the walk
+// drifts across the colour grid, so a colour frame of odd size is summarised without
+// its last column or row.
 void histogram_summary(const RawFrame &raw, int pattern) {
-    RawFrame frame = raw;
-    uint32_t scale = 1;
-    int bits = frame.bits;
-    if (bits == 16) {
-        for (auto &v : frame.s16) v = static_cast<uint16_t>(v >> 4);
-        scale = 16;
-        bits = 12;
-    }
-    const size_t bins = bits == 8 ? 256 : bits == 10 ? 1024 : 4096;
+    const RawFrame frame = pattern < 0 ? raw : even_part(raw);
+    if (frame.width != raw.width || frame.height != raw.height)
+        std::printf("note:       odd size: the last %s not counted\n",
+                    frame.width != raw.width && frame.height != raw.height ? "column and row are"
+                    : frame.width != raw.width                             ? "column is"
+                                                                           : "row is");
+    const int bits = frame.bits;
+    const size_t bins = bits == 8 ? 256 : bits == 10 ? 1024 : bits == 12 ? 4096 : 65536;
     std::vector<uint32_t> red(bins), green(bins), blue(bins);
     const int32_t w = frame.width, h = frame.height;
+    const int32_t n = static_cast<int32_t>(frame.count());
     using Raw8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
     using Raw16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
     static const Raw8 h8[4] = {histogram8rggb, histogram8grbg, histogram8gbrg, histogram8bggr};
     static const Raw16 h10[4] = {histogram10rggb, histogram10grbg, histogram10gbrg, histogram10bggr};
     static const Raw16 h12[4] = {histogram12rggb, histogram12grbg, histogram12gbrg, histogram12bggr};
-    if (pattern < 0) {
-        const int32_t n = static_cast<int32_t>(frame.count());
-        if (bits == 8) histogram8(frame.s8.data(), n, green.data());
-        else if (bits == 10) histogram10(frame.s16.data(), n, green.data());
-        else histogram12(frame.s16.data(), n, green.data());
-        print_summary("grey", summarise(green, scale));
-        return;
-    }
-    if (bits == 8) h8[pattern](frame.s8.data(), w, h, red.data(), green.data(), blue.data());
+    if (bits == 16) histograms16(frame, pattern, red, green, blue);
+    else if (pattern < 0 && bits == 8) histogram8(frame.s8.data(), n, green.data());
+    else if (pattern < 0 && bits == 10) histogram10(frame.s16.data(), n, green.data());
+    else if (pattern < 0) histogram12(frame.s16.data(), n, green.data());
+    else if (bits == 8) h8[pattern](frame.s8.data(), w, h, red.data(), green.data(), blue.data());
     else if (bits == 10) h10[pattern](frame.s16.data(), w, h, red.data(), green.data(), blue.data());
     else h12[pattern](frame.s16.data(), w, h, red.data(), green.data(), blue.data());
-    print_summary("red", summarise(red, scale));
-    print_summary("green", summarise(green, scale));
-    print_summary("blue", summarise(blue, scale));
+    if (pattern < 0) {
+        print_summary("grey", summarise(green));
+        return;
+    }
+    print_summary("red", summarise(red));
+    print_summary("green", summarise(green));
+    print_summary("blue", summarise(blue));
 }
 
 }  // namespace
@@ -110,36 +146,41 @@ int run_info(const std::vector<std::string> &args) {
         return kOk;
     }
     if (a.positional().size() != 1) throw usage_error("info needs one input file (see korvimg info --help)");
-    auto source = open_source(a.positional()[0], open_options(a));
-    const SourceInfo &info = source->info();
-    int pattern = info.pattern;
-    std::string origin = info.pattern_origin;
-    if (a.has("pattern")) {
-        pattern = pattern_code(a.get("pattern"));
-        if (pattern < 0) throw usage_error("--pattern: expected rggb|grbg|gbrg|bggr, got '" + a.get("pattern") + "'");
-        origin = "--pattern";
-    }
-    const uint32_t frame_index =
-        a.has("frame") ? static_cast<uint32_t>(parse_integer(a.get("frame"), "--frame", 0, 0xffffffffLL)) : 0;
-    if (frame_index >= info.frames)
-        throw usage_error("--frame " + std::to_string(frame_index) + ": the file has " + std::to_string(info.frames) +
-                          " frame(s)");
+    // Frames too large for this machine's memory are a problem of this file.
+    try {
+        auto source = open_source(a.positional()[0], open_options(a));
+        const SourceInfo &info = source->info();
+        int pattern = info.pattern;
+        std::string origin = info.pattern_origin;
+        if (a.has("pattern")) {
+            pattern = pattern_code(a.get("pattern"));
+            if (pattern < 0) throw usage_error("--pattern: expected rggb|grbg|gbrg|bggr, got '" + a.get("pattern") + "'");
+            origin = "--pattern";
+        }
+        const uint32_t frame_index =
+            a.has("frame") ? static_cast<uint32_t>(parse_integer(a.get("frame"), "--frame", 0, 0xffffffffLL)) : 0;
+        if (frame_index >= info.frames)
+            throw usage_error("--frame " + std::to_string(frame_index) + ": the file has " + std::to_string(info.frames) +
+                              " frame(s)");
 
-    std::printf("file:       %s\n", info.path.c_str());
-    std::printf("format:     %s\n", info.format.c_str());
-    std::printf("size:       %d x %d\n", info.width, info.height);
-    std::printf("bit depth:  %d (%s)\n", info.bits, info.stored_bits == 8 ? "one byte per sample" : "16-bit words");
-    std::printf("frames:     %u\n", info.frames);
-    std::printf("pattern:    %s (%s)\n", pattern >= 0 ? kPatternNames[pattern] : "none", origin.c_str());
-    for (const auto &note : info.notes) std::printf("note:       %s\n", note.c_str());
-    RawFrame frame;
-    source->read(frame_index, frame);
-    std::printf("histogram of frame %u:\n", frame_index);
-    histogram_summary(frame, pattern);
-    if (source->clamped() != 0)
-        std::printf("note:       %llu samples above %d bits were taken as the largest value\n",
-                    static_cast<unsigned long long>(source->clamped()), info.bits);
-    return kOk;
+        std::printf("file:       %s\n", info.path.c_str());
+        std::printf("format:     %s\n", info.format.c_str());
+        std::printf("size:       %d x %d\n", info.width, info.height);
+        std::printf("bit depth:  %d (%s)\n", info.bits, info.stored_bits == 8 ? "one byte per sample" : "16-bit words");
+        std::printf("frames:     %u\n", info.frames);
+        std::printf("pattern:    %s (%s)\n", pattern >= 0 ? kPatternNames[pattern] : "none", origin.c_str());
+        for (const auto &note : info.notes) std::printf("note:       %s\n", note.c_str());
+        RawFrame frame;
+        source->read(frame_index, frame);
+        std::printf("histogram of frame %u:\n", frame_index);
+        histogram_summary(frame, pattern);
+        if (source->clamped() != 0)
+            std::printf("note:       %llu samples above %d bits were taken as the largest value\n",
+                        static_cast<unsigned long long>(source->clamped()), info.bits);
+        return kOk;
+    } catch (const std::bad_alloc &) {
+        throw file_error(a.positional()[0], "not enough memory for its frames");
+    }
 }
 
 }  // namespace kvcli

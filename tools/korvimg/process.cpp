@@ -24,13 +24,49 @@ void median_filter(RawFrame &frame, int mosaic) {
     else median_filter8(frame.s8.data(), frame.width, frame.height, flag);
 }
 
+namespace {
+
+// The grey-world gains by the library's walk over 2x2 tiles, summed in 64 bits: red
+// gain = (green sum / 2) / red sum, blue gain likewise, -1 for a channel summing to 0.
+void grey_world_64(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain) {
+    uint64_t sum[3] = {0, 0, 0};  // red, green, blue
+    const int32_t tile_rows = frame.height / 2, tile_columns = frame.width / 2;
+    const size_t width = static_cast<size_t>(frame.width);
+    size_t at = 0;
+    for (int32_t ty = 0; ty < tile_rows; ++ty) {
+        for (int32_t tx = 0; tx < tile_columns; ++tx, at += 2) {
+            const size_t site_at[4] = {at, at + 1, at + width, at + width + 1};
+            for (int site = 0; site < 4; ++site) {
+                const int colour = site == kRedSite[pattern] ? 0 : site == kBlueSite[pattern] ? 2 : 1;
+                sum[colour] += frame.at(site_at[site]);
+            }
+        }
+        at += width;
+    }
+    const double green = static_cast<double>(sum[1] >> 1);
+    red_gain = sum[0] != 0 ? green / static_cast<double>(sum[0]) : -1.0;
+    blue_gain = sum[2] != 0 ? green / static_cast<double>(sum[2]) : -1.0;
+}
+
+}  // namespace
+
 void measure_white_balance(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain) {
-    using Wb8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, double *, double *);
-    using Wb16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, double *, double *);
-    static const Wb8 wb8[4] = {white_balance8rggb, white_balance8grbg, white_balance8gbrg, white_balance8bggr};
-    static const Wb16 wb16[4] = {white_balance12rggb, white_balance12grbg, white_balance12gbrg, white_balance12bggr};
-    if (frame.wide()) wb16[pattern](frame.s16.data(), frame.width, frame.height, &red_gain, &blue_gain);
-    else wb8[pattern](frame.s8.data(), frame.width, frame.height, &red_gain, &blue_gain);
+    // The library's sums are 32-bit and wrap, as its contract says; a large frame of
+    // deep samples can pass 2^32 (a 2048 x 2048 frame of 12-bit samples can). Where
+    // no sum can wrap the library measures; elsewhere the same walk is summed in 64
+    // bits, which gives the very gains the library would without the wrap.
+    const uint64_t tiles = static_cast<uint64_t>(frame.width / 2) * static_cast<uint64_t>(frame.height / 2);
+    if (tiles * 2 * frame.maxv() > 0xffffffffu) {
+        grey_world_64(frame, pattern, red_gain, blue_gain);
+    } else {
+        using Wb8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, double *, double *);
+        using Wb16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, double *, double *);
+        static const Wb8 wb8[4] = {white_balance8rggb, white_balance8grbg, white_balance8gbrg, white_balance8bggr};
+        static const Wb16 wb16[4] = {white_balance12rggb, white_balance12grbg, white_balance12gbrg,
+                                     white_balance12bggr};
+        if (frame.wide()) wb16[pattern](frame.s16.data(), frame.width, frame.height, &red_gain, &blue_gain);
+        else wb8[pattern](frame.s8.data(), frame.width, frame.height, &red_gain, &blue_gain);
+    }
     if (red_gain < 0) red_gain = 1;
     if (blue_gain < 0) blue_gain = 1;
 }

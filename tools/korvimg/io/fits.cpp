@@ -3,6 +3,7 @@
 // pattern comes from BAYERPAT (or COLORTYP), shifted by XBAYROFF and YBAYROFF.
 // Rows are taken in the order they are stored.
 #include <fitsio.h>
+#include <sys/stat.h>
 
 #include <mutex>
 
@@ -107,6 +108,20 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
     const long frames = naxis == 3 ? naxes[2] : 1;
     if (frames < 1 || frames > 0x7fffffffL)
         throw file_error(path, "FITS NAXIS3 gives " + std::to_string(frames) + " frames");
+    // The data the header promises must be in the file before any frame is read.
+    const int64_t sample_bytes = bitpix == BYTE_IMG ? 1 : bitpix == SHORT_IMG ? 2 : 0;
+    LONGLONG header_start = 0, data_start = 0, data_end = 0;
+    struct stat st {};
+    if (sample_bytes != 0 && fits_get_hduaddrll(f, &header_start, &data_start, &data_end, &status) == 0 &&
+        stat(path.c_str(), &st) == 0) {
+        const int64_t needed = int64_t{data_start} + int64_t{naxes[0]} * naxes[1] * frames * sample_bytes;
+        if (st.st_size < needed)
+            throw file_error(path, "truncated: the header promises " + std::to_string(frames) + " frame(s) of " +
+                                       std::to_string(naxes[0]) + " x " + std::to_string(naxes[1]) + " samples (" +
+                                       std::to_string(needed) + " bytes in all), the file has " +
+                                       std::to_string(st.st_size));
+    }
+    status = 0;
     SourceInfo info;
     info.path = path;
     info.format = "FITS";

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <vector>
 
 #include "failure.h"
@@ -48,10 +49,22 @@ int register_temporary(const char *name) {
     return -1;  // more files at once than slots: that one is not cleaned up on a signal
 }
 
+// The staged set under way (one at a time), for the signal handler.
+struct StagedSet {
+    const char *dir;
+    const char *const *names;
+    size_t count;
+};
+std::atomic<const StagedSet *> staged_set{nullptr};
+
 extern "C" void on_terminating_signal(int signal_number) {
     for (auto &slot : temporaries) {
         const char *name = slot.load();
         if (name != nullptr) unlink(name);
+    }
+    if (const StagedSet *set = staged_set.load()) {
+        for (size_t i = 0; i < set->count; ++i) unlink(set->names[i]);
+        rmdir(set->dir);
     }
     std::signal(signal_number, SIG_DFL);
     std::raise(signal_number);
@@ -68,7 +81,11 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path) {
     const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
     if (base.empty()) throw file_error(path, "not a file name");
-    const std::string pattern = dir + "." + base + ".XXXXXX";
+    // ".NAME.XXXXXX", or a fixed short name where that would pass the longest file
+    // name a directory takes.
+    constexpr size_t kLongestName = 255;
+    const std::string pattern =
+        dir + (base.size() + 8 > kLongestName ? std::string(".korvimg-XXXXXX") : "." + base + ".XXXXXX");
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
     const mode_t mode = creation_mode();
@@ -109,6 +126,60 @@ void AtomicFile::commit() {
     done_ = true;
     if (slot_ >= 0) temporaries[slot_].store(nullptr);
     slot_ = -1;
+}
+
+namespace {
+
+std::string directory_of(const std::string &path) {
+    const size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? "" : path.substr(0, slash + 1);
+}
+
+// The one StagedFiles object that the signal handler knows of.
+StagedSet staged_record;
+
+}  // namespace
+
+StagedFiles::StagedFiles(std::vector<std::string> targets) : targets_(std::move(targets)) {
+    if (targets_.empty()) return;
+    const std::string parent = directory_of(targets_.front());
+    for (const auto &t : targets_) {
+        if (directory_of(t) != parent) throw std::logic_error("staged files in more than one directory");
+        struct stat st {};
+        if (stat(t.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) throw file_error(t, "is a directory");
+    }
+    std::string pattern = parent + ".korvimg-XXXXXX";
+    std::vector<char> name(pattern.begin(), pattern.end());
+    name.push_back('\0');
+    if (mkdtemp(name.data()) == nullptr)
+        throw file_error(targets_.front(), std::string("cannot create: ") + std::strerror(errno));
+    dir_ = name.data();
+    staged_.reserve(targets_.size());
+    for (const auto &t : targets_) staged_.push_back(dir_ + "/" + t.substr(parent.size()));
+    names_.reserve(staged_.size());
+    for (const auto &s : staged_) names_.push_back(s.c_str());
+    if (staged_set.load() == nullptr) {
+        staged_record = StagedSet{dir_.c_str(), names_.data(), names_.size()};
+        staged_set.store(&staged_record);
+        registered_ = true;
+    }
+}
+
+void StagedFiles::remove_staged() {
+    if (registered_) staged_set.store(nullptr);
+    registered_ = false;
+    for (const auto &s : staged_) std::remove(s.c_str());
+    if (!dir_.empty()) rmdir(dir_.c_str());
+    dir_.clear();
+}
+
+StagedFiles::~StagedFiles() { remove_staged(); }
+
+void StagedFiles::commit() {
+    for (size_t i = 0; i < targets_.size(); ++i)
+        if (std::rename(staged_[i].c_str(), targets_[i].c_str()) != 0)
+            throw file_error(targets_[i], std::string("cannot write: ") + std::strerror(errno));
+    remove_staged();
 }
 
 FileFormat format_for(const std::string &path) {

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "image.h"
 
@@ -30,8 +31,36 @@ class AtomicFile {
     int slot_ = -1;  // in the signal handler's list of temporaries
 };
 
+// A set of files that appears all at once or not at all: each is written (by
+// write_picture) into a hidden directory beside the targets, and commit() moves them
+// over their targets one after the other. Destroyed without commit, or ended by a
+// signal, it removes what it wrote; files that were at the targets stay untouched.
+// All targets lie in one directory.
+class StagedFiles {
+  public:
+    explicit StagedFiles(std::vector<std::string> targets);
+    ~StagedFiles();
+    StagedFiles(const StagedFiles &) = delete;
+    StagedFiles &operator=(const StagedFiles &) = delete;
+
+    size_t size() const { return targets_.size(); }
+    // Where the i-th file is written before commit().
+    const std::string &staged(size_t i) const { return staged_[i]; }
+    const std::string &target(size_t i) const { return targets_[i]; }
+    // Moves every staged file over its target; throws naming the target that could
+    // not be replaced (the ones before it are in place by then).
+    void commit();
+
+  private:
+    void remove_staged();
+    std::string dir_;
+    std::vector<std::string> targets_, staged_;
+    std::vector<const char *> names_;  // staged_ as C strings, for the signal handler
+    bool registered_ = false;
+};
+
 // Makes SIGINT, SIGTERM and SIGHUP remove the temporary files of unfinished
-// AtomicFiles before the program ends.
+// AtomicFiles and StagedFiles before the program ends.
 void remove_temporaries_on_signals();
 
 enum class FileFormat { png, tiff, ppm, pgm, pam };

@@ -3,6 +3,7 @@
 #include "io/png.h"
 
 #include <png.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -26,6 +27,7 @@ void on_warning(png_structp, png_const_charp) {}
 
 struct Decoding {
     std::FILE *file;
+    int64_t file_size;  // -1 when unknown
     std::string error;
     FilePixels *out;
     std::vector<png_bytep> rows;
@@ -45,6 +47,11 @@ bool decode(Decoding *d) {
     const png_uint_32 width = png_get_image_width(png, info);
     const png_uint_32 height = png_get_image_height(png, info);
     if (!plausible_size(width, height)) png_error(png, "image too large");
+    // Deflate turns a byte into at most 1032 bytes; a header that claims more than its
+    // file could hold is refused before room is made for the pixels.
+    const int64_t raw_bytes = static_cast<int64_t>(png_get_rowbytes(png, info)) * int64_t{height};
+    if (d->file_size >= 0 && raw_bytes / 1032 > d->file_size)
+        png_error(png, "the file is far too small for the image size its header gives");
     int significant = png_get_bit_depth(png, info) < 8 ? 8 : png_get_bit_depth(png, info);
     png_color_8p sbit = nullptr;
     if (png_get_sBIT(png, info, &sbit) != 0 && sbit != nullptr) {
@@ -127,8 +134,10 @@ bool is_png(const uint8_t *head, size_t size) { return size >= 8 && png_sig_cmp(
 FilePixels read_png(const std::string &path) {
     std::FILE *f = std::fopen(path.c_str(), "rb");
     if (f == nullptr) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
+    struct stat st {};
+    const int64_t size = fstat(fileno(f), &st) == 0 && S_ISREG(st.st_mode) ? int64_t{st.st_size} : -1;
     FilePixels out;
-    Decoding d{f, "", &out, {}};
+    Decoding d{f, size, "", &out, {}};
     const bool ok = decode(&d);
     std::fclose(f);
     if (!ok) throw file_error(path, "bad PNG: " + (d.error.empty() ? std::string("cannot decode") : d.error));

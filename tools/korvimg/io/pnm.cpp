@@ -1,6 +1,8 @@
 // Netpbm: PGM (P5) read as a raw frame; PPM (P6), PGM and PAM (P7) written.
 #include "io/pnm.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -49,6 +51,25 @@ class HeaderReader {
     int last_ = EOF;
 };
 
+// The maximum value is white: samples are scaled from 0..maxval to the frame's
+// working range (0..255, 1023, 4095 or 65535), rounding to nearest, unless maxval is
+// that range's top already. A sample above maxval makes the file invalid.
+void to_working_range(RawFrame &frame, uint32_t maxval, const std::string &path) {
+    const uint32_t top = frame.maxv();
+    for (size_t i = 0; i < frame.count(); ++i)
+        if (frame.at(i) > maxval)
+            throw file_error(path, "sample " + std::to_string(frame.at(i)) + " at (" +
+                                       std::to_string(i % static_cast<size_t>(frame.width)) + ", " +
+                                       std::to_string(i / static_cast<size_t>(frame.width)) +
+                                       ") is above the maximum value " + std::to_string(maxval));
+    if (maxval == top) return;
+    auto scaled = [&](uint32_t v) { return (v * uint64_t{top} + maxval / 2) / maxval; };
+    if (frame.wide())
+        for (auto &v : frame.s16) v = static_cast<uint16_t>(scaled(v));
+    else
+        for (auto &v : frame.s8) v = static_cast<uint8_t>(scaled(v));
+}
+
 }  // namespace
 
 bool is_pgm(const uint8_t *head, size_t size) {
@@ -83,6 +104,14 @@ RawFrame read_pgm(const std::string &path, int bits_override) {
                                        std::to_string(maxval));
         bits = bits_override;
     }
+    // The samples the header promises must be in the file before room is made for them.
+    const int64_t data_bytes = width * height * (maxval > 255 ? 2 : 1);
+    const long here = std::ftell(f);
+    struct stat st {};
+    if (here >= 0 && fstat(fileno(f), &st) == 0 && S_ISREG(st.st_mode) && st.st_size - here < data_bytes)
+        throw file_error(path, "truncated PGM data: the header promises " + std::to_string(width) + " x " +
+                                   std::to_string(height) + " samples (" + std::to_string(data_bytes) +
+                                   " bytes), the file has " + std::to_string(st.st_size - here) + " after it");
     RawFrame frame;
     frame.allocate(static_cast<int32_t>(width), static_cast<int32_t>(height), bits);
     const size_t n = frame.count();
@@ -94,6 +123,7 @@ RawFrame read_pgm(const std::string &path, int bits_override) {
         for (size_t i = 0; i < n; ++i)
             frame.s16[i] = static_cast<uint16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);  // big-endian
     }
+    if (bits_override == 0) to_working_range(frame, static_cast<uint32_t>(maxval), path);
     return frame;
 }
 

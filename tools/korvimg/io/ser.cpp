@@ -141,6 +141,10 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
             throw file_error(path, "--bits " + std::to_string(options.bits) + " does not fit the file's " +
                                        std::to_string(depth) + "-bit samples");
         info.bits = options.bits;
+    } else if (depth < info.bits) {
+        // 9-bit samples become 10-bit ones, 13-bit ones 16-bit ones and so on, moved
+        // up so that the file's full scale is (nearly) the working full scale.
+        info.shift = info.bits - depth;
     }
     info.frames = static_cast<uint32_t>(frames);
     const int64_t frame_bytes = int64_t{width} * height * (info.stored_bits / 8);
@@ -151,7 +155,10 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
                                    " bytes in all), the file has " + std::to_string(size));
 
     info.notes.push_back("pixel depth " + std::to_string(depth) + " bits, " +
-                         std::to_string(info.stored_bits / 8) + " byte(s) per sample");
+                         std::to_string(info.stored_bits / 8) + " byte(s) per sample" +
+                         (info.shift != 0 ? ", moved up " + std::to_string(info.shift) + " bit(s) to " +
+                                                std::to_string(info.bits) + " bits"
+                                          : std::string()));
     bool big = false;
     if (info.stored_bits == 16) {
         big = options.order == ByteOrder::big || (options.order == ByteOrder::file && little == 0);

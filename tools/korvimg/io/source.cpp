@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <type_traits>
 
 #include "failure.h"
 #include "io/limits.h"
@@ -18,15 +19,22 @@ int working_bits(int depth) { return depth <= 8 ? 8 : depth <= 10 ? 10 : depth <
 
 void Source::read(uint32_t index, RawFrame &frame) {
     read_frame(index, frame);
-    if (!frame.wide() || frame.bits == 16) return;
-    const uint16_t top = static_cast<uint16_t>(frame.maxv());
-    uint64_t n = 0;
-    for (auto &s : frame.s16)
-        if (s > top) {
-            s = top;
-            ++n;
+    const int shift = info_.shift;
+    const uint32_t top = frame.maxv() >> shift;  // the largest sample of the file's depth
+    auto adjust = [&](auto &samples, uint32_t full) {
+        if (top == full && shift == 0) return;
+        uint64_t n = 0;
+        for (auto &s : samples) {
+            if (s > top) {
+                s = static_cast<std::remove_reference_t<decltype(s)>>(top);
+                ++n;
+            }
+            s = static_cast<std::remove_reference_t<decltype(s)>>(s << shift);
         }
-    if (n != 0) clamped_ += n;
+        if (n != 0) clamped_ += n;
+    };
+    if (frame.wide()) adjust(frame.s16, 0xffff);
+    else adjust(frame.s8, 0xff);
 }
 
 namespace {
@@ -118,11 +126,13 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
     } else {
         // With an sBIT chunk of 9 to 12 bits the values sit in the high bits of the
         // words (as PNG stores them); they are moved down to their own range.
+        // Values of 9 or 11 bits come out as 10- or 12-bit values with a low bit of 0,
+        // so that full scale stays full scale.
         int shift = 0;
         int bits = 16;
         if (px.significant >= 9 && px.significant <= 12) {
-            shift = 16 - px.significant;
             bits = working_bits(px.significant);
+            shift = 16 - bits;
             info.notes.push_back("sBIT chunk: " + std::to_string(px.significant) + " significant bits");
         }
         if (options.bits != 0) {
@@ -159,16 +169,11 @@ std::unique_ptr<Source> packed_source(SourceInfo info, int fd, int64_t data_offs
     return std::make_unique<PackedSource>(std::move(info), fd, data_offset, big_endian);
 }
 
-std::unique_ptr<Source> open_source(const std::string &path, const OpenOptions &options) {
-    if (options.bits != 0 && options.bits != 8 && options.bits != 10 && options.bits != 12 && options.bits != 16)
-        throw usage_error("--bits: expected 8, 10, 12 or 16");
-    if (options.format == "raw") return open_raw(path, options);
-    if (options.format == "ser") return open_ser(path, options);
-    if (options.format == "fits") return open_fits(path, options);
-    if (options.format == "pgm") return open_pgm_frame(path, options);
-    if (options.format == "png") return open_png_frame(path, options);
-    if (options.format != "auto") throw usage_error("--format: expected auto, ser, fits, pgm, png or raw");
+namespace {
 
+// The format of a file by its first bytes: "ser", "fits", "png", "pgm", or "raw" for
+// anything else when the frame geometry was given.
+std::string detected_format(const std::string &path, const OpenOptions &options) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
     uint8_t head[16] = {};
@@ -179,17 +184,39 @@ std::unique_ptr<Source> open_source(const std::string &path, const OpenOptions &
     if (is_dir) throw file_error(path, "is a directory");
     if (got < 0) throw file_error(path, std::string("cannot read: ") + std::strerror(errno));
     const size_t n = static_cast<size_t>(got);
-    if (starts_with(head, n, "LUCAM-RECORDER")) return open_ser(path, options);
-    if (starts_with(head, n, "SIMPLE  =")) return open_fits(path, options);
-    if (is_png(head, n)) return open_png_frame(path, options);
-    if (is_pgm(head, n)) return open_pgm_frame(path, options);
-    if (options.width != 0 || options.height != 0) return open_raw(path, options);
+    if (starts_with(head, n, "LUCAM-RECORDER")) return "ser";
+    if (starts_with(head, n, "SIMPLE  =")) return "fits";
+    if (is_png(head, n)) return "png";
+    if (is_pgm(head, n)) return "pgm";
+    if (options.raw_geometry()) return "raw";
     if (n == 0) throw file_error(path, "empty file");
     if (starts_with(head, n, "P2")) throw file_error(path, "plain (text) PGM is not read; use a binary P5 file");
     if (starts_with(head, n, "P3") || starts_with(head, n, "P6") || starts_with(head, n, "P7"))
         throw file_error(path, "a colour netpbm file is not a raw frame (P5 greymap expected)");
     throw file_error(path, "unknown file format (not SER, FITS, PGM or PNG; a headerless raw file needs "
                            "--width, --height and --bits)");
+}
+
+}  // namespace
+
+std::unique_ptr<Source> open_source(const std::string &path, const OpenOptions &options) {
+    if (options.bits != 0 && options.bits != 8 && options.bits != 10 && options.bits != 12 && options.bits != 16)
+        throw usage_error("--bits: expected 8, 10, 12 or 16");
+    const std::string format = options.format == "auto" ? detected_format(path, options) : options.format;
+    if (format == "raw") return open_raw(path, options);
+    if (format != "ser" && format != "fits" && format != "pgm" && format != "png")
+        throw usage_error("--format: expected auto, ser, fits, pgm, png or raw");
+    // Any other file gives its own frame geometry.
+    if (options.raw_geometry()) {
+        std::string name = format;
+        for (auto &c : name) c = static_cast<char>(c - 'a' + 'A');
+        throw usage_error(path + ": --width, --height and --offset are for headerless raw files, and this is a " +
+                          name + " file (--format raw reads it as one)");
+    }
+    if (format == "ser") return open_ser(path, options);
+    if (format == "fits") return open_fits(path, options);
+    if (format == "pgm") return open_pgm_frame(path, options);
+    return open_png_frame(path, options);
 }
 
 std::unique_ptr<Source> open_raw(const std::string &path, const OpenOptions &options) {

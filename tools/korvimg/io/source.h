@@ -20,6 +20,8 @@ struct OpenOptions {
     int bits = 0;                 // significant bits when given (8, 10, 12 or 16), else 0
     int64_t width = 0, height = 0;  // raw files
     int64_t offset = 0;             // raw files: bytes before the first frame
+    // The frame geometry of a headerless raw file was given.
+    bool raw_geometry() const { return width != 0 || height != 0 || offset != 0; }
     ByteOrder order = ByteOrder::file;
 };
 
@@ -30,6 +32,7 @@ struct SourceInfo {
     int32_t height = 0;
     int bits = 8;            // significant bits of a sample: 8, 10, 12 or 16
     int stored_bits = 8;     // bits per stored sample (8 or 16)
+    int shift = 0;           // samples of a depth between the working ones are moved up by this
     uint32_t frames = 0;
     int pattern = -1;        // pattern code the file names; -1: none
     bool monochrome = false;  // the file says the sensor has no colour filters
@@ -41,8 +44,9 @@ class Source {
   public:
     virtual ~Source() = default;
     const SourceInfo &info() const { return info_; }
-    // Frame `index` (0-based) into `frame`, samples above the significant bits clamped
-    // to the largest value. Throws a file error on a read failure.
+    // Frame `index` (0-based) into `frame`, samples above the file's depth clamped to
+    // its largest value, then moved up by info().shift bits. Throws a file error on a
+    // read failure.
     void read(uint32_t index, RawFrame &frame);
     // Samples clamped so far (a file whose samples exceed its stated depth).
     uint64_t clamped() const { return clamped_.load(); }

@@ -1,6 +1,8 @@
 // korvimg demo: runs, writes its pictures, and its PSNR table ranks the methods sanely.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <map>
 #include <sstream>
 
@@ -77,6 +79,16 @@ TEST(Demo, ChartMosaicKeepsTheSiteColour) {
     EXPECT_EQ(raw.s8[1], chart.p8[1 * 3 + 1]);
     EXPECT_EQ(raw.s8[16 + 1], chart.p8[(16 + 1) * 3 + 2]);
     EXPECT_DOUBLE_EQ(kvcli::psnr(chart, chart), 99);
+}
+
+// A demo that cannot write one of its pictures writes none of them.
+TEST(Demo, AFailedRunLeavesNoPartOfTheSet) {
+    kvtest::TempDir dir;
+    ASSERT_EQ(mkdir(dir.path("simple.png").c_str(), 0700), 0);
+    const auto r = kvtest::run_program({"demo", "-o", dir.dir(), "-q"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "korvimg: " + dir.path("simple.png") + ": is a directory\n");
+    EXPECT_EQ(dir.entries(), (std::vector<std::string>{"simple.png"}));
 }
 
 }  // namespace

@@ -2,7 +2,11 @@
 // sample, with direct library calls on the same data.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 #include "files.h"
 #include "korvimg.h"
@@ -323,6 +327,80 @@ TEST(Program, ColourCorrectionByHslAndMatrix) {
 
 // ---- conventions --------------------------------------------------------------------------
 
+// The library's grey-world sums are 32-bit and wrap on a large frame of deep samples;
+// the program's gains are still those of the frame.
+TEST(Program, WhiteBalanceOfAFrameWhoseSumsPass32Bits) {
+    kvtest::TempDir d;
+    const int32_t w = 800, h = 800;
+    Samples f(static_cast<size_t>(w * h));
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x)  // rggb: red 20000, green 40000, blue 30000
+            f[static_cast<size_t>(y * w + x)] = y % 2 == 0 ? (x % 2 == 0 ? 20000 : 40000) : (x % 2 == 0 ? 40000 : 30000);
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h, 16), {f}));
+    double red = 0, blue = 0;
+    white_balance12rggb(f.data(), w, h, &red, &blue);
+    ASSERT_NE(red, 2.0);  // the library's sums wrapped on this frame
+    const auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("a.ppm"), "-m", "nearest", "-d", "8",
+                                        "--wb", "auto"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("white balance gains: red 2.0000, blue 1.3333"), std::string::npos) << r.out;
+}
+
+// info's histogram summary: 16-bit samples at full resolution, and a colour frame of
+// odd size without its last column and row (where the 2x2 walk would leave the grid).
+TEST(Program, InfoSummariesAreExact) {
+    kvtest::TempDir d;
+    Samples f{1000, 40000, 1000, 40000, 40000, 65535, 40000, 7};  // rggb 4 x 2
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 2, 16), {f}));
+    auto r = kvtest::run_program({"info", d.path("a.ser")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("red    min  1000  median  1000  mean   1000.00  max  1000"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("blue   min     7  median     7  mean  32771.00  max 65535"), std::string::npos) << r.out;
+    Samples odd(35);
+    for (int32_t y = 0; y < 5; ++y)
+        for (int32_t x = 0; x < 7; ++x) odd[static_cast<size_t>(y * 7 + x)] = static_cast<uint16_t>(100 + 10 * y + x);
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 7, 5), {odd}));
+    r = kvtest::run_program({"info", d.path("b.ser")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("odd size: the last column and row are not counted"), std::string::npos) << r.out;
+    // Reds of the 6 x 4 part: 100, 102, 104, 120, 122, 124.
+    EXPECT_NE(r.out.find("red    min   100  median   104  mean    112.00  max   124"), std::string::npos) << r.out;
+}
+
+// Sequences are put in place only once every picture is written: a run ended by a
+// signal half-way leaves the files that were there as they were, and nothing else.
+TEST(Program, InterruptedSequenceLeavesTheOldFilesAlone) {
+    kvtest::TempDir d;
+    const int32_t w = 256, h = 256;
+    const uint32_t frames = 300;
+    std::mt19937 rng(12);
+    const Samples f = kvtest::random_frame(w, h, 255, rng);
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(std::vector<Samples>(frames, f), 1, false));
+    for (int i = 0; i < 3; ++i) kvtest::write_file(d.path("out-000" + std::to_string(i) + ".png"), {'o', 'l', 'd'});
+    const auto before = d.entries();
+    const int pid = kvtest::start_program({"demosaic", d.path("in.raw"), "--width", "256", "--height", "256", "--bits",
+                                           "8", "-m", "laplacian", "-j", "1", "-o", d.path("out.png")});
+    ASSERT_GT(pid, 0);
+    // Waits until a few pictures are staged, then interrupts.
+    std::string staging;
+    for (int tries = 0; tries < 20000; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (const auto &e : d.entries())
+            if (e.rfind(".korvimg-", 0) == 0) staging = d.path(e);
+        if (!staging.empty()) {
+            size_t staged = 0;
+            for (const auto &e : kvtest::list_directory(staging)) staged += e.find(".png") != std::string::npos;
+            if (staged >= 3) break;
+        }
+    }
+    ASSERT_FALSE(staging.empty()) << "no staging directory seen";
+    kill(pid, SIGINT);
+    EXPECT_EQ(kvtest::wait_program(pid), -SIGINT);
+    EXPECT_EQ(d.entries(), before);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(kvtest::read_file(d.path("out-000" + std::to_string(i) + ".png")), (std::vector<uint8_t>{'o', 'l', 'd'}));
+}
+
 TEST(Program, HelpVersionAndUsageErrors) {
     auto r = kvtest::run_program({"--version"});
     EXPECT_EQ(r.status, 0);
@@ -342,6 +420,7 @@ TEST(Program, HelpVersionAndUsageErrors) {
         {"demosaic", "x.ser", "-o", "y.xyz"},
         {"info"},
         {"demo", "extra"},
+        {"demo", "-o", ""},
     };
     for (const auto &args : bad) {
         r = kvtest::run_program(args);

@@ -1,6 +1,8 @@
 // The readers on their own: what they report about a file and the samples they give.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include "failure.h"
 #include "files.h"
 #include "io/output.h"
@@ -137,6 +139,48 @@ TEST(FitsReader, DepthsPatternsAndStacks) {
               std::string::npos);
 }
 
+// Depths between the working ones are moved up, so that full scale stays (nearly)
+// full scale; with --bits the samples are taken as they stand.
+TEST(SerReader, SamplesOfInBetweenDepthsAreMovedUp) {
+    kvtest::TempDir d;
+    for (auto [depth, bits] : {std::pair{9, 10}, {11, 12}, {13, 16}, {15, 16}, {6, 8}}) {
+        const uint16_t top = static_cast<uint16_t>((1u << depth) - 1);
+        const Samples in{top, 1, 0, static_cast<uint16_t>(top + 1)};  // the last is above the depth
+        kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2, depth), {in}));
+        auto s = kvcli::open_source(d.path("a.ser"), {});
+        EXPECT_EQ(s->info().bits, bits);
+        EXPECT_EQ(s->info().shift, bits - depth);
+        const int k = bits - depth;
+        EXPECT_EQ(frame_samples(*s, 0), (Samples{static_cast<uint16_t>(top << k), static_cast<uint16_t>(1 << k), 0,
+                                                 static_cast<uint16_t>(top << k)}))
+            << depth;
+        EXPECT_EQ(s->clamped(), 1u);
+        kvcli::OpenOptions o;
+        o.bits = bits;
+        auto given = kvcli::open_source(d.path("a.ser"), o);
+        EXPECT_EQ(given->info().shift, 0);
+        EXPECT_EQ(frame_samples(*given, 0)[0], top);
+    }
+}
+
+// The maximum value is white: samples are scaled to the working range, rounding.
+TEST(PgmReader, MaximumValueIsWhite) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.pgm"), kvtest::pgm_bytes(4, 1, 100, {100, 50, 1, 0}));
+    auto s = kvcli::open_source(d.path("a.pgm"), {});
+    EXPECT_EQ(s->info().bits, 8);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{255, 128, 3, 0}));
+    kvtest::write_file(d.path("b.pgm"), kvtest::pgm_bytes(3, 1, 16383, {16383, 8192, 1}));
+    s = kvcli::open_source(d.path("b.pgm"), {});
+    EXPECT_EQ(s->info().bits, 16);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{65535, 32770, 4}));
+    kvcli::OpenOptions o;
+    o.bits = 16;
+    EXPECT_EQ(frame_samples(*kvcli::open_source(d.path("b.pgm"), o), 0), (Samples{16383, 8192, 1}));
+    kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(2, 2, 100, {1, 2, 200, 4}));
+    EXPECT_EQ(error_of(d.path("c.pgm")), "sample 200 at (0, 1) is above the maximum value 100");
+}
+
 TEST(PgmReader, EightAndSixteenBitsWithComments) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("a.pgm"), kvtest::pgm_bytes(3, 2, 255, {1, 2, 3, 4, 5, 255}, "a comment"));
@@ -165,6 +209,15 @@ TEST(PngReader, GreyDepthsAndRefusals) {
     s = kvcli::open_source(d.path("c.png"), {});
     EXPECT_EQ(s->info().bits, 10);
     EXPECT_EQ(frame_samples(*s, 0), (Samples{1023, 5}));
+    // 9 and 11 significant bits: read at 10 and 12 bits, full scale kept.
+    kvtest::write_grey_png(d.path("e.png"), 2, 1, 16, 9, {511 << 7, 5 << 7});
+    s = kvcli::open_source(d.path("e.png"), {});
+    EXPECT_EQ(s->info().bits, 10);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{1022, 10}));
+    kvtest::write_grey_png(d.path("f.png"), 2, 1, 16, 11, {2047 << 5, 5 << 5});
+    s = kvcli::open_source(d.path("f.png"), {});
+    EXPECT_EQ(s->info().bits, 12);
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{4094, 10}));
     kvcli::FilePixels rgb;
     rgb.width = rgb.height = 1;
     rgb.channels = 3;
@@ -196,6 +249,95 @@ TEST(RawReader, FramesOffsetsAndByteOrder) {
     o.width = 4;
     o.height = 4;
     EXPECT_NE(error_of(d.path("a.raw"), o).find("truncated"), std::string::npos);
+}
+
+// A header that promises more data than its file holds is refused before room is
+// made for the frames.
+TEST(Detection, HeadersThatPromiseMoreThanTheFileHolds) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.pgm"), {'P', '5', '\n', '6', '5', '5', '3', '6', ' ', '4', '0', '9', '6', '\n',
+                                         '6', '5', '5', '3', '5', '\n', 1, 2, 3});
+    EXPECT_EQ(error_of(d.path("a.pgm")).rfind("truncated PGM data: the header promises 65536 x 4096 samples", 0), 0u);
+    kvtest::write_fits(d.path("b.fits"), 20, 64, 64, {Samples(64 * 64, 7), Samples(64 * 64, 8)});
+    auto fits = kvtest::read_file(d.path("b.fits"));
+    fits.resize(fits.size() - 2880 * 3);
+    kvtest::write_file(d.path("b.fits"), fits);
+    EXPECT_EQ(error_of(d.path("b.fits")).rfind("truncated: the header promises 2 frame(s) of 64 x 64 samples", 0), 0u);
+    // A PNG cannot hold more than 1032 bytes of pixels per byte of file.
+    kvtest::write_grey_png(d.path("c.png"), 4000, 4000, 8, 8, Samples(4000 * 4000, 0));
+    EXPECT_EQ(error_of(d.path("c.png")), "");
+    auto png = kvtest::read_file(d.path("c.png"));
+    png.resize(200);  // the header and the start of the data
+    kvtest::write_file(d.path("c.png"), png);
+    EXPECT_EQ(error_of(d.path("c.png")), "bad PNG: the file is far too small for the image size its header gives");
+}
+
+// Width, height and offset belong to headerless raw files; a file with a header
+// gives its own.
+TEST(Detection, RawGeometryForAFileWithAHeaderIsABadCommandLine) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 4), {Samples(16, 1)}));
+    kvcli::OpenOptions o;
+    o.width = 4;
+    o.height = 4;
+    o.offset = 178;
+    o.bits = 8;
+    try {
+        kvcli::open_source(d.path("a.ser"), o);
+        ADD_FAILURE() << "no refusal";
+    } catch (const kvcli::Failure &f) {
+        EXPECT_EQ(f.code(), kvcli::kUsageError);
+        EXPECT_NE(f.line().find("this is a SER file (--format raw reads it as one)"), std::string::npos) << f.line();
+    }
+    o.format = "raw";
+    EXPECT_EQ(kvcli::open_source(d.path("a.ser"), o)->info().frames, 1u);
+}
+
+// A set of files is put in place together or not at all.
+TEST(StagedFiles, CommitReplacesEveryTargetAndFailureKeepsTheOldOnes) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.pgm"), {'o', 'l', 'd'});
+    kvcli::FilePixels px;
+    px.width = px.height = 1;
+    px.channels = 1;
+    px.p8 = {9};
+    {
+        kvcli::StagedFiles staged({d.path("a.pgm"), d.path("b.pgm")});
+        kvcli::write_picture(staged.staged(0), px);
+        // Destroyed without commit, as when a later picture fails.
+    }
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"a.pgm"}));
+    EXPECT_EQ(kvtest::read_file(d.path("a.pgm")), (std::vector<uint8_t>{'o', 'l', 'd'}));
+    {
+        kvcli::StagedFiles staged({d.path("a.pgm"), d.path("b.pgm")});
+        kvcli::write_picture(staged.staged(0), px);
+        kvcli::write_picture(staged.staged(1), px);
+        EXPECT_EQ(d.entries().size(), 2u);  // a.pgm and the staging directory
+        staged.commit();
+    }
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"a.pgm", "b.pgm"}));
+    EXPECT_EQ(kvtest::read_picture(d.path("a.pgm")).samples, (std::vector<uint32_t>{9}));
+    // A target that is a directory is refused before anything is written.
+    ASSERT_EQ(mkdir(d.path("c.pgm").c_str(), 0700), 0);
+    try {
+        kvcli::StagedFiles staged({d.path("b.pgm"), d.path("c.pgm")});
+        ADD_FAILURE() << "no refusal";
+    } catch (const kvcli::Failure &f) {
+        EXPECT_EQ(f.line(), d.path("c.pgm") + ": is a directory");
+    }
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"a.pgm", "b.pgm", "c.pgm"}));
+}
+
+// The temporary name of a picture may not be longer than a file name can be.
+TEST(StagedFiles, LongestFileNamesCanBeWritten) {
+    kvtest::TempDir d;
+    kvcli::FilePixels px;
+    px.width = px.height = 1;
+    px.channels = 1;
+    px.p8 = {9};
+    const std::string name = std::string(251, 'a') + ".pgm";  // 255 bytes
+    kvcli::write_picture(d.path(name), px);
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{name}));
 }
 
 TEST(Detection, ByMagicAndRefusals) {

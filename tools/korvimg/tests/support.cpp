@@ -56,9 +56,11 @@ TempDir::~TempDir() {
     remove_tree(dir_);
 }
 
-std::vector<std::string> TempDir::entries() const {
+std::vector<std::string> TempDir::entries() const { return list_directory(dir_); }
+
+std::vector<std::string> list_directory(const std::string &path) {
     std::vector<std::string> out;
-    DIR *d = opendir(dir_.c_str());
+    DIR *d = opendir(path.c_str());
     if (d == nullptr) return out;
     while (dirent *e = readdir(d)) {
         const std::string n = e->d_name;
@@ -95,6 +97,28 @@ Run run_program(const std::vector<std::string> &args) {
     r.out = slurp(out);
     r.err = slurp(err);
     return r;
+}
+
+int start_program(const std::vector<std::string> &args) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (int fd = 0; fd < 3; ++fd)
+        posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", fd == 0 ? O_RDONLY : O_WRONLY, 0);
+    std::vector<std::string> all{KVCLI_PROGRAM};
+    all.insert(all.end(), args.begin(), args.end());
+    std::vector<char *> argv;
+    for (auto &a : all) argv.push_back(const_cast<char *>(a.c_str()));
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    const int failed = posix_spawn(&pid, KVCLI_PROGRAM, &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return failed != 0 ? -1 : static_cast<int>(pid);
+}
+
+int wait_program(int pid) {
+    int status = 0;
+    if (waitpid(static_cast<pid_t>(pid), &status, 0) != pid) return -1000;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? -WTERMSIG(status) : -1000;
 }
 
 void write_file(const std::string &path, const std::vector<uint8_t> &bytes) {

@@ -13,6 +13,12 @@ struct Run {
 };
 // Runs the korvimg program with the arguments; stdin is /dev/null.
 Run run_program(const std::vector<std::string> &args);
+// Starts the program without waiting for it (all three streams on /dev/null); the
+// process id, or -1.
+int start_program(const std::vector<std::string> &args);
+// Waits for a started program: its exit status, or -(signal number) when a signal
+// ended it.
+int wait_program(int pid);
 
 // A fresh directory, removed with its contents at the end of the test.
 class TempDir {
@@ -30,6 +36,8 @@ class TempDir {
     std::string dir_;
 };
 
+// Names in a directory (hidden ones included), sorted; empty if it cannot be read.
+std::vector<std::string> list_directory(const std::string &path);
 void write_file(const std::string &path, const std::vector<uint8_t> &bytes);
 std::vector<uint8_t> read_file(const std::string &path);
 bool exists(const std::string &path);
