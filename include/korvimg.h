@@ -278,9 +278,10 @@ KORVIMG_API ColorCorrectionContext *KORVIMG_CALL color_correction_init(void);
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_done(ColorCorrectionContext *context);
 /* In every setter and getter the gain of a pair comes before its offset. Offsets are
    in 0..255 sample units; lightness gain and offset on a 0..1 scale; hue in degrees.
-   Values are stored unchecked. A shifted hue is wrapped into 0..360 by whole turns;
-   one beyond 2^55 degrees in magnitude (or infinite), which no number of turns can
-   bring into range, is taken as 0. */
+   Values are stored unchecked. A shifted hue is wrapped into 0..360 as adding or
+   subtracting 360 turn by turn in double precision would (beyond 2^55 degrees those
+   steps round, and the result follows them); one above 2^62 degrees in magnitude (or
+   infinite), where such a step no longer changes it, is taken as 0. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_set(ColorCorrectionContext *context,
     double red_gain, double red_offset, double green_gain, double green_offset,
     double blue_gain, double blue_offset, double hue_shift, double saturation_gain,

@@ -380,18 +380,89 @@ TEST(ColourCorrection, HueShiftsOfManyTurnsMatchTheTurnByTurnWrap) {
     }
 }
 
-// A hue that no number of turns brings into range (infinite, or so large that adding
-// 360 no longer changes it) is taken as 0 instead of looping for ever: pure red,
-// whose hue is 0, then comes out as with no shift at all.
-TEST(ColourCorrection, HueShiftsBeyondAnyNumberOfTurnsEndAsHueZero) {
+// The loop "while (h > stop) h -= 360", one rounded step per turn, as the reference.
+double turn_by_turn(double h, double stop) {
+    while (h > stop) h -= 360.0;
+    return h;
+}
+
+// subtract_turns against the loop itself, in every binade where its steps round
+// (units 8 to 512, 2^55 to 2^62) and below, within binades and across their floors,
+// from even and odd multiples of the unit (at a unit of 16 the first step of an odd
+// one differs from the rest), over runs long enough that whole stretches are skipped.
+TEST(ColourCorrection, SubtractTurnsFollowsTheLoopStepByStep) {
+    std::mt19937_64 rng(55);
+    int cases = 0;
+    for (int e = 52; e <= 61; ++e) {
+        const double base = std::ldexp(1.0, e), unit = std::ldexp(1.0, e - 52);
+        for (int trial = 0; trial < 40; ++trial) {
+            const double steps = static_cast<double>(1 + rng() % 150000);
+            // Start 0..steps turns above the binade's floor, on a multiple of the unit;
+            // stop below the floor (across it), inside the binade, or just under the start.
+            const double h = base + std::floor(static_cast<double>(rng() % static_cast<uint64_t>(steps * 360.0 / unit + 1))) * unit;
+            double stop;
+            switch (trial % 3) {
+            case 0: stop = base - static_cast<double>(rng() % 5000) * unit; break;
+            case 1: stop = base + std::floor((h - base) * static_cast<double>(rng() % 1000) / 1000.0); break;
+            default: stop = h - static_cast<double>(rng() % 3000); break;
+            }
+            if (stop < 1024.0) continue;
+            const double want = turn_by_turn(h, stop);
+            EXPECT_EQ(korvimg::subtract_turns(h, stop), want) << "h " << h << ", stop " << stop;
+            ++cases;
+        }
+    }
+    EXPECT_GT(cases, 350);
+    // Above 2^62 a step no longer changes the value: the loop never ends. From 2^62
+    // itself the first step goes down into the binade below, and the loop goes on.
+    const double top = std::ldexp(1.0, 62), stop = std::ldexp(1.0, 55);
+    EXPECT_TRUE(std::isnan(korvimg::subtract_turns(std::nextafter(top, HUGE_VAL), stop)));
+    EXPECT_TRUE(std::isnan(korvimg::subtract_turns(HUGE_VAL, stop)));
+    EXPECT_EQ(korvimg::subtract_turns(top, top - 2048.0), top - 2048.0);  // 2^62 - 512, then - 1024, ...
+    EXPECT_FALSE(std::isnan(korvimg::subtract_turns(top, stop)));
+}
+
+// Hue shifts beyond 2^55 end where the turn-by-turn wrap would. Pure red has hue 0,
+// so its shifted hue is the shift itself.
+TEST(ColourCorrection, HugeHueShiftsWrapAsTheLoopWould) {
     Context ctx;
     const Bytes red = {0, 0, 255, 0, 0, 200};  // two reds, B G R order
+    auto shifted = [&](double shift) {
+        EXPECT_EQ(color_correction_sethsl(ctx.c, shift, 0.5, 1, 0), 1u);
+        return correct(ctx.c, red, 3);
+    };
+    // Between 2^55 and 2^56 every turn is exact: 4e16 = 111111111111111 turns + 40.
+    EXPECT_EQ(shifted(4e16), shifted(40.0));
+    EXPECT_EQ(shifted(-4e16), shifted(320.0));
+    EXPECT_NE(shifted(40.0), shifted(0.0));
+    // Higher up the turns round; the wrap follows them down to 2^55 and on from there.
+    for (double shift : {std::ldexp(1.0, 56) + 16.0, std::ldexp(1.0, 59) * 1.7, std::ldexp(1.0, 62)}) {
+        const double below = korvimg::subtract_turns(shift, std::ldexp(1.0, 55));
+        EXPECT_EQ(shifted(shift), shifted(below)) << shift;
+        EXPECT_EQ(shifted(-shift), shifted(-below)) << shift;
+    }
+}
+
+// A hue for which the loop would never end (infinite, or above 2^62, where adding 360
+// no longer changes it) is taken as 0: pure red then comes out as with no shift.
+TEST(ColourCorrection, HueShiftsTheLoopNeverFinishesEndAsHueZero) {
+    Context ctx;
+    const Bytes red = {0, 0, 255, 0, 0, 200};
     ASSERT_EQ(color_correction_sethsl(ctx.c, 0.0, 0.5, 1, 0), 1u);
     const Bytes reference = correct(ctx.c, red, 3);
-    for (double shift : {HUGE_VAL, -HUGE_VAL, 1e300, -1e300, 4e16, -4e16}) {
+    const double above = std::nextafter(std::ldexp(1.0, 62), HUGE_VAL);
+    for (double shift : {HUGE_VAL, -HUGE_VAL, 1e300, -1e300, above, -above}) {
         ASSERT_EQ(color_correction_sethsl(ctx.c, shift, 0.5, 1, 0), 1u);
         EXPECT_EQ(correct(ctx.c, red, 3), reference) << shift;
     }
+}
+
+// A fresh context leaves 32-bit images unchanged too, fourth bytes included.
+TEST(ColourCorrection, FreshContextLeavesThirtyTwoBitImagesUnchanged) {
+    Context ctx;
+    std::mt19937 rng(33);
+    const Bytes img = random_image(rng, 5003, 4);
+    EXPECT_EQ(correct(ctx.c, img, 4), img);
 }
 
 TEST(ColourCorrection, FourthByteOfThirtyTwoBitPixelsIsKept) {

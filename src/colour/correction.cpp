@@ -2,23 +2,64 @@
 // pixel whose cache entry carries the current generation is a table copy; any other
 // is computed by the matrix or by the gain/offset + HSL model, in double precision,
 // and the result is stored back with the current stamp.
+#include <algorithm>
 #include <cmath>
+
 #include "colour/correction.h"
 #include "frame/traits.h"
 
 namespace korvimg {
+
+// "while (h > stop) h -= 360" in double precision, for stop >= 1024, without taking
+// one step per turn. Within a binade [2^e, 2^(e+1)) every value is a multiple of its
+// unit u, and h - 360 rounds to h - d for one fixed d: 360 itself while u <= 8, the
+// nearest multiple of u otherwise (the tie at u = 16, 22.5 units, goes to the even
+// multiple, 22 units, once the first step in the binade has made the value even).
+// So two equal steps in a row inside one binade show the step every further one
+// takes there, and the steps that stay clear of the binade's floor and of stop are
+// taken at once: h - n * d is exact, being a multiple of u inside the binade. Near
+// the floor and near stop the steps are taken one by one. Returns NaN when a step no
+// longer changes h (above 2^62, where half a unit exceeds 360; from 2^62 itself the
+// step goes down into the binade below), as the loop would then never end.
+double subtract_turns(double h, double stop) {
+    double previous_step = 0.0;
+    while (h > stop) {
+        const double next = h - 360.0;
+        if (next == h) return std::nan("");
+        const double step = h - next;  // exact: next lies within a factor 2 of h
+        const bool same_binade = std::ilogb(next) == std::ilogb(h);
+        h = next;
+        if (h <= stop) break;
+        if (same_binade && step == previous_step) {
+            const double floor = std::max(stop, std::ldexp(1.0, std::ilogb(h)));
+            // A margin of 1024 keeps every skipped value at least 360 above the floor,
+            // even if the quotient rounds n up by one.
+            const double room = h - floor - 1024.0;
+            if (room > step) h -= std::floor(room / step) * step;
+        }
+        previous_step = same_binade ? step : 0.0;
+    }
+    return h;
+}
+
 namespace {
 
 // Brings a hue into 0..360 as "while below 0 add 360, then while above 360 subtract
-// 360" does, without taking one step per turn. Below 2^55 in magnitude every step of
-// that loop is exact (360 is a multiple of the value's unit in the last place there),
-// so jumping by a whole number of turns that does not overshoot, then finishing with
-// the loop itself, gives the loop's very result. Beyond 2^55, and for infinities,
-// the loop would never finish (adding 360 no longer changes the value) or would take
-// billions of years; such a hue is taken as 0. A NaN hue stays NaN.
+// 360" does, without taking one step per turn. Up to 2^55 in magnitude every step of
+// that loop is exact (360 is a multiple of the value's unit there), so jumping by a
+// whole number of turns that does not overshoot, then finishing with the loop
+// itself, gives the loop's very result. Beyond 2^55 the steps round, and
+// subtract_turns follows them down to 2^55 (adding 360 to a negative value rounds as
+// subtracting it from its magnitude does). Above 2^62, and for infinities, the loop
+// would never finish (adding 360 no longer changes the value); such a hue is taken
+// as 0. A NaN hue stays NaN.
 double wrap_hue(double hue) {
-    constexpr double kLimit = 36028797018963968.0;  // 2^55
-    if (hue <= -kLimit || hue >= kLimit) return 0.0;
+    constexpr double kExact = 36028797018963968.0;  // 2^55
+    if (hue > kExact || hue < -kExact) {
+        const double magnitude = subtract_turns(std::fabs(hue), kExact);
+        if (magnitude != magnitude) return 0.0;  // the loop would never end
+        hue = hue < 0.0 ? -magnitude : magnitude;
+    }
     if (hue < 0.0) {
         const double turns = std::floor(-hue / 360.0) - 1.0;
         if (turns > 0.0) hue += 360.0 * turns;

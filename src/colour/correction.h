@@ -13,6 +13,11 @@ namespace korvimg {
 uint32_t color_correction_isa(Isa isa, ColorCorrectionContext *context, uint8_t *image, int32_t width,
                               int32_t height, int step);
 
+// "while (h > stop) h -= 360" in double precision, each step rounded, for stop >= 1024,
+// in a number of operations that does not grow with h; NaN when the loop would never
+// end (h - 360 == h, above 2^62). Hues are wrapped with it.
+double subtract_turns(double h, double stop);
+
 namespace avx2 {
 // Runs over the whole groups of eight pixels from the first on, in order. A group
 // whose entries all carry the stamp (stamp in the top byte) gets them copied in; a
