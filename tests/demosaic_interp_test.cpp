@@ -304,6 +304,10 @@ TEST(Adaptive, DiagonalMeanInsideTheCoreBilinearWeightOutside) {
     // and column 1 of a core row: (3, 1) red
     const Call col = run("adaptive24bggr", frame_with(8, 8, {{4, 2, 200}}), 8, 8);
     EXPECT_EQ(col.at(3, 1)[korvimg::kBlue], 0u);
+    // and row h - 2, (6, 2) blue, and column w - 2, (2, 6) blue
+    const Call low = run("adaptive24bggr", frame_with(8, 8, {{7, 3, 200}, {3, 7, 200}}), 8, 8);
+    EXPECT_EQ(low.at(6, 2)[korvimg::kRed], 0u);
+    EXPECT_EQ(low.at(2, 6)[korvimg::kRed], 0u);
 }
 
 TEST(Adaptive, LeftBluePixel64AppliesTheFirstColumnRule) {
@@ -381,6 +385,9 @@ TEST(Laplacian, EdgeRingKeepsTheDoubledAboveRightWeight) {
     EXPECT_EQ(c.at(3, 1)[korvimg::kBlue], 0u);
     EXPECT_EQ(c.at(1, 3)[korvimg::kBlue], 0u);
     EXPECT_EQ(c.at(2, 6)[korvimg::kRed], 0u);
+    // (6, 2) is a blue site of row h - 2.
+    const Call low = run("laplacian24bggr", frame_with(8, 8, {{7, 3, 200}}), 8, 8);
+    EXPECT_EQ(low.at(6, 2)[korvimg::kRed], 0u);
     const Call d = run("laplacian24bggr", frame_with(8, 8, {{2, 2, 201}}), 8, 8);
     EXPECT_EQ(d.at(3, 1)[korvimg::kBlue], 201u >> 1);
 }

@@ -196,6 +196,21 @@ TEST(Nearest, SixteenBitMaximumPassesAndOddSizesAreRefused) {
 
 // ---- simple ----------------------------------------------------------------------------
 
+TEST(Simple, TilesAreIndependent) {
+    V s(16);
+    for (uint32_t i = 0; i < 16; ++i) s[i] = 10 + i;
+    const Call a = run("simple24gbrg", s, 4, 4, 16);
+    s[4] = 200;  // the red sample of tile (0, 0): row 1, column 0 in gbrg
+    const Call b = run("simple24gbrg", s, 4, 4, 16);
+    s[15] = 250;  // a green sample of tile (1, 1)
+    const Call c = run("simple24gbrg", s, 4, 4, 16);
+    for (size_t p = 0; p < 16; ++p) {
+        const bool first = (p / 4) < 2 && (p % 4) < 2, last = (p / 4) >= 2 && (p % 4) >= 2;
+        EXPECT_EQ(pixel(a, p, 3) == pixel(b, p, 3), !first) << p;
+        EXPECT_EQ(pixel(b, p, 3) == pixel(c, p, 3), !last) << p;
+    }
+}
+
 TEST(Simple, WorkedExamples) {
     const Call b = run("simple24bggr", {11, 12, 21, 22}, 2, 2, 4);
     for (size_t p = 0; p < 4; ++p) EXPECT_EQ(pixel(b, p, 3), (V{11, 16, 22}));
