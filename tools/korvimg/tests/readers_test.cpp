@@ -205,19 +205,19 @@ TEST(PngReader, GreyDepthsAndRefusals) {
     s = kvcli::open_source(d.path("b.png"), {});
     EXPECT_EQ(s->info().bits, 16);
     EXPECT_EQ(frame_samples(*s, 0), (Samples{65535, 7}));
-    kvtest::write_grey_png(d.path("c.png"), 2, 1, 16, 10, {1023 << 6, 5 << 6});
-    s = kvcli::open_source(d.path("c.png"), {});
-    EXPECT_EQ(s->info().bits, 10);
-    EXPECT_EQ(frame_samples(*s, 0), (Samples{1023, 5}));
-    // 9 and 11 significant bits: read at 10 and 12 bits, full scale kept.
-    kvtest::write_grey_png(d.path("e.png"), 2, 1, 16, 9, {511 << 7, 5 << 7});
-    s = kvcli::open_source(d.path("e.png"), {});
-    EXPECT_EQ(s->info().bits, 10);
-    EXPECT_EQ(frame_samples(*s, 0), (Samples{1022, 10}));
-    kvtest::write_grey_png(d.path("f.png"), 2, 1, 16, 11, {2047 << 5, 5 << 5});
-    s = kvcli::open_source(d.path("f.png"), {});
-    EXPECT_EQ(s->info().bits, 12);
-    EXPECT_EQ(frame_samples(*s, 0), (Samples{4094, 10}));
+    // With an sBIT chunk of 9 to 12 bits the values come down from the top of the
+    // words; 9 and 11 significant bits are read at 10 and 12 bits, full scale kept.
+    struct Case {
+        int significant, bits;
+        Samples stored, read;
+    };
+    for (const Case &c : {Case{10, 10, {1023 << 6, 5 << 6}, {1023, 5}}, Case{9, 10, {511 << 7, 5 << 7}, {1022, 10}},
+                          Case{11, 12, {2047 << 5, 5 << 5}, {4094, 10}}}) {
+        kvtest::write_grey_png(d.path("c.png"), 2, 1, 16, c.significant, c.stored);
+        s = kvcli::open_source(d.path("c.png"), {});
+        EXPECT_EQ(s->info().bits, c.bits) << c.significant;
+        EXPECT_EQ(frame_samples(*s, 0), c.read) << c.significant;
+    }
     kvcli::FilePixels rgb;
     rgb.width = rgb.height = 1;
     rgb.channels = 3;
@@ -293,14 +293,19 @@ TEST(Detection, RawGeometryForAFileWithAHeaderIsABadCommandLine) {
     EXPECT_EQ(kvcli::open_source(d.path("a.ser"), o)->info().frames, 1u);
 }
 
+kvcli::FilePixels one_grey_pixel(uint8_t value) {
+    kvcli::FilePixels px;
+    px.width = px.height = 1;
+    px.channels = 1;
+    px.p8 = {value};
+    return px;
+}
+
 // A set of files is put in place together or not at all.
 TEST(StagedFiles, CommitReplacesEveryTargetAndFailureKeepsTheOldOnes) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("a.pgm"), {'o', 'l', 'd'});
-    kvcli::FilePixels px;
-    px.width = px.height = 1;
-    px.channels = 1;
-    px.p8 = {9};
+    const kvcli::FilePixels px = one_grey_pixel(9);
     {
         kvcli::StagedFiles staged({d.path("a.pgm"), d.path("b.pgm")});
         kvcli::write_picture(staged.staged(0), px);
@@ -331,10 +336,7 @@ TEST(StagedFiles, CommitReplacesEveryTargetAndFailureKeepsTheOldOnes) {
 // The temporary name of a picture may not be longer than a file name can be.
 TEST(StagedFiles, LongestFileNamesCanBeWritten) {
     kvtest::TempDir d;
-    kvcli::FilePixels px;
-    px.width = px.height = 1;
-    px.channels = 1;
-    px.p8 = {9};
+    const kvcli::FilePixels px = one_grey_pixel(9);
     const std::string name = std::string(251, 'a') + ".pgm";  // 255 bytes
     kvcli::write_picture(d.path(name), px);
     EXPECT_EQ(d.entries(), (std::vector<std::string>{name}));

@@ -71,9 +71,11 @@ std::vector<std::string> list_directory(const std::string &path) {
     return out;
 }
 
-Run run_program(const std::vector<std::string> &args) {
-    TempDir io;
-    const std::string out = io.path("stdout"), err = io.path("stderr");
+namespace {
+
+// Starts the program with stdin from /dev/null and stdout and stderr into the files
+// named; the process id, or -1.
+int spawn(const std::vector<std::string> &args, const std::string &out, const std::string &err) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
@@ -85,35 +87,27 @@ Run run_program(const std::vector<std::string> &args) {
     for (auto &a : all) argv.push_back(const_cast<char *>(a.c_str()));
     argv.push_back(nullptr);
     pid_t pid = 0;
-    Run r;
-    if (posix_spawn(&pid, KVCLI_PROGRAM, &actions, nullptr, argv.data(), environ) != 0) {
-        posix_spawn_file_actions_destroy(&actions);
-        return r;
-    }
+    const int failed = posix_spawn(&pid, KVCLI_PROGRAM, &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return failed != 0 ? -1 : static_cast<int>(pid);
+}
+
+}  // namespace
+
+Run run_program(const std::vector<std::string> &args) {
+    TempDir io;
+    const std::string out = io.path("stdout"), err = io.path("stderr");
+    Run r;
+    const int pid = spawn(args, out, err);
+    if (pid < 0) return r;
+    const int status = wait_program(pid);
+    r.status = status >= 0 ? status : -1;
     r.out = slurp(out);
     r.err = slurp(err);
     return r;
 }
 
-int start_program(const std::vector<std::string> &args) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (int fd = 0; fd < 3; ++fd)
-        posix_spawn_file_actions_addopen(&actions, fd, "/dev/null", fd == 0 ? O_RDONLY : O_WRONLY, 0);
-    std::vector<std::string> all{KVCLI_PROGRAM};
-    all.insert(all.end(), args.begin(), args.end());
-    std::vector<char *> argv;
-    for (auto &a : all) argv.push_back(const_cast<char *>(a.c_str()));
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    const int failed = posix_spawn(&pid, KVCLI_PROGRAM, &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return failed != 0 ? -1 : static_cast<int>(pid);
-}
+int start_program(const std::vector<std::string> &args) { return spawn(args, "/dev/null", "/dev/null"); }
 
 int wait_program(int pid) {
     int status = 0;
