@@ -31,10 +31,10 @@ double subtract_turns(double h, double stop) {
         h = next;
         if (h <= stop) break;
         if (same_binade && step == previous_step) {
-            const double floor = std::max(stop, std::ldexp(1.0, std::ilogb(h)));
-            // A margin of 1024 keeps every skipped value at least 360 above the floor,
+            const double bottom = std::max(stop, std::ldexp(1.0, std::ilogb(h)));
+            // A margin of 1024 keeps every skipped value at least 360 above the bottom,
             // even if the quotient rounds n up by one.
-            const double room = h - floor - 1024.0;
+            const double room = h - bottom - 1024.0;
             if (room > step) h -= std::floor(room / step) * step;
         }
         previous_step = same_binade ? step : 0.0;
