@@ -86,9 +86,10 @@ void histograms16(const RawFrame &frame, int pattern, std::vector<uint32_t> &red
             const uint16_t v = frame.s16[static_cast<size_t>(y) * static_cast<size_t>(frame.width) +
                                          static_cast<size_t>(x)];
             const int site = (y & 1) * 2 + (x & 1);
-            // Red sits at site `pattern` of the tile (rggb 0, grbg 1, gbrg 2, bggr 3),
-            // blue diagonally across from it.
-            std::vector<uint32_t> &h = pattern < 0 ? green : site == pattern ? red : site == 3 - pattern ? blue : green;
+            std::vector<uint32_t> &h = pattern < 0                  ? green
+                                       : site == red_site(pattern)  ? red
+                                       : site == blue_site(pattern) ? blue
+                                                                    : green;
             ++h[v];
         }
 }

@@ -14,6 +14,11 @@ extern const char *const kPatternNames[4];        // by pattern code
 int method_code(const std::string &name);         // -1 when unknown
 int pattern_code(const std::string &name);        // -1 when unknown
 
+// Where red and blue sit in a pattern's 2x2 tile, as row * 2 + column: red at the
+// pattern code itself (rggb 0, grbg 1, gbrg 2, bggr 3), blue diagonally across.
+constexpr int red_site(int pattern) { return pattern; }
+constexpr int blue_site(int pattern) { return 3 - pattern; }
+
 // Output size of a method for a width x height frame.
 int32_t output_width(int method, int32_t width);
 int32_t output_height(int method, int32_t height);

@@ -12,10 +12,6 @@ namespace {
 
 int32_t count_of(const RawFrame &f) { return static_cast<int32_t>(f.count()); }
 
-// Tile offsets (row * 2 + column) of the red and blue photosites, by pattern code.
-constexpr int kRedSite[4] = {0, 1, 2, 3};
-constexpr int kBlueSite[4] = {3, 2, 1, 0};
-
 }  // namespace
 
 void median_filter(RawFrame &frame, int mosaic) {
@@ -37,7 +33,7 @@ void grey_world_64(const RawFrame &frame, int pattern, double &red_gain, double 
         for (int32_t tx = 0; tx < tile_columns; ++tx, at += 2) {
             const size_t site_at[4] = {at, at + 1, at + width, at + width + 1};
             for (int site = 0; site < 4; ++site) {
-                const int colour = site == kRedSite[pattern] ? 0 : site == kBlueSite[pattern] ? 2 : 1;
+                const int colour = site == red_site(pattern) ? 0 : site == blue_site(pattern) ? 2 : 1;
                 sum[colour] += frame.at(site_at[site]);
             }
         }
@@ -80,7 +76,7 @@ void apply_gains(RawFrame &frame, int pattern, double red_gain, double blue_gain
     for (int32_t y = 0; y < frame.height; ++y)
         for (int32_t x = 0; x < frame.width; ++x) {
             const int site = (y & 1) * 2 + (x & 1);
-            const double gain = site == kRedSite[pattern] ? red_gain : site == kBlueSite[pattern] ? blue_gain : 0;
+            const double gain = site == red_site(pattern) ? red_gain : site == blue_site(pattern) ? blue_gain : 0;
             if (gain == 0) continue;
             const size_t i = static_cast<size_t>(y) * static_cast<size_t>(frame.width) + static_cast<size_t>(x);
             if (frame.wide()) frame.s16[i] = static_cast<uint16_t>(scale(frame.s16[i], gain));
