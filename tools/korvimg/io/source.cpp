@@ -125,9 +125,8 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
         frame.s8 = px.p8;
     } else {
         // With an sBIT chunk of 9 to 12 bits the values sit in the high bits of the
-        // words (as PNG stores them); they are moved down to their own range.
-        // Values of 9 or 11 bits come out as 10- or 12-bit values with a low bit of 0,
-        // so that full scale stays full scale.
+        // words (as PNG stores them); they are moved down to the 10- or 12-bit range,
+        // 9- and 11-bit values with a low bit of 0, so that full scale stays full scale.
         int shift = 0;
         int bits = 16;
         if (px.significant >= 9 && px.significant <= 12) {
