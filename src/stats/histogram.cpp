@@ -52,22 +52,15 @@ struct Sets {
 // and is folded into the two samples' histograms at the end. That halves the
 // increments, which bound the speed of counting, for the price of clearing and
 // folding the table (256 KiB, a fixed cost that pays off from about kPairsFrom
-// samples). The table comes from the heap for the call; without it the samples are
+// samples). The tables come from the heap for the call; without them the samples are
 // counted one by one.
 constexpr int64_t kPairsFrom = int64_t{1} << 18;
 
+// One table of pair counts, in a block owned by PairTables.
 class PairTable {
   public:
     static constexpr uint32_t kEntries = 65536;
-    PairTable() : table_(static_cast<uint32_t *>(memory_alloc(kEntries * sizeof(uint32_t)))) {
-        if (table_ != nullptr) memory_zero(table_, kEntries * sizeof(uint32_t));
-    }
-    ~PairTable() {
-        if (table_ != nullptr) memory_free(table_);
-    }
-    PairTable(const PairTable &) = delete;
-    PairTable &operator=(const PairTable &) = delete;
-    explicit operator bool() const { return table_ != nullptr; }
+    explicit PairTable(uint32_t *table) : table_(table) {}
 
     void count(uint32_t first, uint32_t second) { ++table_[first | second << 8]; }
     // The pair of samples at p[0] and p[1].
@@ -82,7 +75,7 @@ class PairTable {
     void fold(uint32_t *first, uint32_t *second) const {
         uint32_t firsts[256] = {};
         for (uint32_t hi = 0; hi < 256; ++hi) {
-            const uint32_t *row = table_ + hi * 256;
+            const uint32_t *row = table_ + static_cast<size_t>(hi) * 256;
             uint32_t sum = 0;
             for (uint32_t lo = 0; lo < 256; ++lo) {
                 firsts[lo] += row[lo];
@@ -97,6 +90,29 @@ class PairTable {
     uint32_t *const table_;
 };
 
+// The Count cleared pair tables of a call, in one block. (With a block per table, the
+// C library handed the two freed blocks back to the system at the end of every call,
+// and the next call faulted every page of its tables in again: a raw frame took
+// twice as long as a run of the same samples.)
+template <int Count>
+class PairTables {
+  public:
+    static constexpr uint32_t kBytes = Count * PairTable::kEntries * sizeof(uint32_t);
+    PairTables() : block_(static_cast<uint32_t *>(memory_alloc(kBytes))) {
+        if (block_ != nullptr) memory_zero(block_, kBytes);
+    }
+    ~PairTables() {
+        if (block_ != nullptr) memory_free(block_);
+    }
+    PairTables(const PairTables &) = delete;
+    PairTables &operator=(const PairTables &) = delete;
+    explicit operator bool() const { return block_ != nullptr; }
+    PairTable operator[](int k) const { return PairTable(block_ + static_cast<size_t>(k) * PairTable::kEntries); }
+
+  private:
+    uint32_t *const block_;
+};
+
 // Four samples from p on, as a little-endian 32-bit word.
 inline uint32_t load_word(const uint8_t *p) {
     return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
@@ -104,8 +120,9 @@ inline uint32_t load_word(const uint8_t *p) {
 
 // A run of 8-bit samples by pairs; false when there was no table.
 bool histogram_run_pairs(const uint8_t *samples, int32_t n, uint32_t *histogram) {
-    PairTable pairs;
-    if (!pairs) return false;
+    PairTables<1> tables;
+    if (!tables) return false;
+    PairTable pairs = tables[0];
     int32_t i = 0;
     for (; i + 8 <= n; i += 8) {
         pairs.count_two(load_word(samples + i));
@@ -150,8 +167,9 @@ void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *gr
         // (A second table for pairs of reds was no faster: the tables then outgrow
         // the cache nearest the core.)
         if (int64_t{pixels} * 3 >= kPairsFrom) {
-            PairTable blue_green;
-            if (blue_green) {
+            PairTables<1> tables;
+            if (tables) {
+                PairTable blue_green = tables[0];
                 Sets<Bins, 2> r(red);
                 const S *px = image;
                 int32_t p = 0;
@@ -214,8 +232,9 @@ void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, u
         // Large 8-bit frames: each cell as two pairs, its top samples into one table
         // and its bottom samples into another.
         if (int64_t{pairs} * cells * 4 >= kPairsFrom) {
-            PairTable top_pairs, bottom_pairs;
-            if (top_pairs && bottom_pairs) {
+            PairTables<2> tables;
+            if (tables) {
+                PairTable top_pairs = tables[0], bottom_pairs = tables[1];
                 for (int32_t row_pair = 0; row_pair < pairs; ++row_pair) {
                     const S *top = raw + static_cast<size_t>(row_pair) * step;
                     const S *bottom = top + w;
