@@ -205,7 +205,8 @@ int run_demosaic(const std::vector<std::string> &args) {
         Progress progress(count, !quiet && count > 1);
         try {
             if (stack || count == 1) {
-                RawFrame frame;
+                Workspace work;
+                RawFrame &frame = work.frame;
                 if (stack && count > 1) {
                     // Each worker sums its share of the frames; the sums are then added
                     // (32-bit sums wrap alike in any order).
@@ -234,8 +235,9 @@ int run_demosaic(const std::vector<std::string> &args) {
                 if (s.white_balance_auto) measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
                 std::unique_ptr<Correction> correction;
                 if (s.colour_correction()) correction = std::make_unique<Correction>(s);
-                const ColourImage image = process_frame(std::move(frame), s, correction.get());
-                write_picture(out, to_file_pixels(image));
+                process_frame(work, s, correction.get());
+                to_file_pixels(work.image, work.pixels);
+                write_picture(out, work.pixels);
             } else {
                 if (s.white_balance_auto) {
                     // One measurement, from the first frame, serves the sequence.
@@ -253,13 +255,15 @@ int run_demosaic(const std::vector<std::string> &args) {
                 StagedFiles staged(std::move(targets));
                 const unsigned workers = worker_count(threads, count);
                 std::vector<std::unique_ptr<Correction>> corrections(workers);
+                std::vector<Workspace> works(workers);
                 parallel_for(count, workers, [&](uint32_t job, unsigned w) {
-                    RawFrame frame;
-                    source->read(first + job, frame);
-                    if (s.median >= 0) median_filter(frame, s.median);
+                    Workspace &work = works[w];
+                    source->read(first + job, work.frame);
+                    if (s.median >= 0) median_filter(work.frame, s.median);
                     if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
-                    const ColourImage image = process_frame(std::move(frame), s, corrections[w].get());
-                    write_picture(staged.staged(job), to_file_pixels(image));
+                    process_frame(work, s, corrections[w].get());
+                    to_file_pixels(work.image, work.pixels);
+                    write_picture(staged.staged(job), work.pixels);
                     progress.advance();
                 });
                 progress.finish();

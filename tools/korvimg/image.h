@@ -75,6 +75,8 @@ struct FilePixels {
 // Library order (B, G, R[, X]) to file order (grey or R, G, B[, A]). Alpha is opaque:
 // the library's fourth channel carries no information (every method writes 0).
 // 16-bit values are clamped to their significant bits and moved to the top of the word.
+// The second form fills `out`, reusing its memory.
 FilePixels to_file_pixels(const ColourImage &image);
+void to_file_pixels(const ColourImage &image, FilePixels &out);
 
 }  // namespace kvcli

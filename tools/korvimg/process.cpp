@@ -84,7 +84,7 @@ void apply_gains(RawFrame &frame, int pattern, double red_gain, double blue_gain
         }
 }
 
-RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
+const RawFrame &tone_and_depth(RawFrame &frame, const Settings &s, RawFrame &reduced) {
     const int32_t n = count_of(frame);
     if (!frame.wide()) {
         if (s.bcg) {
@@ -108,7 +108,7 @@ RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
     }
     if (s.out_bits == 16) return frame;
 
-    RawFrame out;
+    RawFrame &out = reduced;
     out.allocate(frame.width, frame.height, 8);
     if (frame.bits == 16) {
         for (size_t i = 0; i < frame.count(); ++i) out.s8[i] = static_cast<uint8_t>(frame.s16[i] >> 8);
@@ -138,9 +138,8 @@ RawFrame tone_and_depth(RawFrame frame, const Settings &s) {
     return out;
 }
 
-ColourImage demosaic_frame(const RawFrame &frame, const Settings &s) {
+void demosaic_frame(const RawFrame &frame, const Settings &s, ColourImage &image, std::vector<uint16_t> &widened) {
     const int channels = s.alpha ? 4 : 3;
-    ColourImage image;
     image.allocate(output_width(s.method, frame.width), output_height(s.method, frame.height), channels, s.out_bits);
     image.grey = s.method == KORVIMG_MONO && !s.alpha;
     if (s.out_bits == 8) {
@@ -148,14 +147,12 @@ ColourImage demosaic_frame(const RawFrame &frame, const Settings &s) {
     } else {
         image.significant = frame.bits;
         const uint16_t *words = frame.s16.data();
-        std::vector<uint16_t> widened;
         if (!frame.wide()) {
             widened.assign(frame.s8.begin(), frame.s8.end());
             words = widened.data();
         }
         demosaic(s.method, s.alpha ? 64 : 48, s.pattern, words, frame.width, frame.height, image.p16.data());
     }
-    return image;
 }
 
 Correction::Correction(const Settings &s) {
@@ -179,11 +176,10 @@ void Correction::apply(ColourImage &image) {
     else color_correction24(context_, image.p8.data(), image.width, image.height);
 }
 
-ColourImage process_frame(RawFrame frame, const Settings &s, Correction *correction) {
-    if (s.white_balance) apply_gains(frame, s.pattern, s.red_gain, s.blue_gain);
-    ColourImage image = demosaic_frame(tone_and_depth(std::move(frame), s), s);
-    if (correction != nullptr) correction->apply(image);
-    return image;
+void process_frame(Workspace &work, const Settings &s, Correction *correction) {
+    if (s.white_balance) apply_gains(work.frame, s.pattern, s.red_gain, s.blue_gain);
+    demosaic_frame(tone_and_depth(work.frame, s, work.reduced), s, work.image, work.widened);
+    if (correction != nullptr) correction->apply(work.image);
 }
 
 void accumulate(std::vector<uint32_t> &accumulator, const RawFrame &frame) {

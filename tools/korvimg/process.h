@@ -44,12 +44,13 @@ void apply_gains(RawFrame &frame, int pattern, double red_gain, double blue_gain
 // samples written at 8 bits the reduction (convert_frame10to8 / 12to8, or a best
 // table from the frame's histogram, or the BCG table that maps to 8 bits directly).
 // 16-bit samples are reduced by dropping their low byte (the library has no 16-bit
-// tables). Returns the frame the demosaic step reads.
-RawFrame tone_and_depth(RawFrame frame, const Settings &s);
-// The demosaic step: output format 24/32 for 8-bit output, 48/64 for 16-bit; 8-bit
-// samples are widened to words for a 16-bit output. The frame's size must suit the
-// method (see minimum_size).
-ColourImage demosaic_frame(const RawFrame &frame, const Settings &s);
+// tables). Tables are applied to `frame` in place; a reduction is written into
+// `reduced`. Returns the frame the demosaic step reads: `frame` or `reduced`.
+const RawFrame &tone_and_depth(RawFrame &frame, const Settings &s, RawFrame &reduced);
+// The demosaic step into `image`: output format 24/32 for 8-bit output, 48/64 for
+// 16-bit; 8-bit samples are widened to words (in `widened`) for a 16-bit output. The
+// frame's size must suit the method (see minimum_size).
+void demosaic_frame(const RawFrame &frame, const Settings &s, ColourImage &image, std::vector<uint16_t> &widened);
 
 // A colour-correction context set up from the settings (HSL or matrix model), for
 // one thread at a time.
@@ -65,9 +66,22 @@ class Correction {
     ColorCorrectionContext *context_ = nullptr;
 };
 
-// The whole way from a raw frame to a picture, colour correction included (when
-// `correction` is not null).
-ColourImage process_frame(RawFrame frame, const Settings &s, Correction *correction);
+// The buffers of one worker, kept from frame to frame: a sequence then reuses the
+// same memory for every frame instead of asking the system for fresh pages (and
+// having them faulted in and cleared) each time, which took more time than the
+// library's own work.
+struct Workspace {
+    RawFrame frame;    // as read, then white-balanced and toned in place
+    RawFrame reduced;  // deeper samples reduced to 8 bits
+    std::vector<uint16_t> widened;
+    ColourImage image;
+    FilePixels pixels;
+};
+
+// The whole way from the raw frame in `work.frame` to the picture in `work.image`,
+// colour correction included (when `correction` is not null). `work.frame` is
+// changed on the way.
+void process_frame(Workspace &work, const Settings &s, Correction *correction);
 
 // Accumulates frames (frame_add8 / frame_add16) into a caller-cleared accumulator,
 // and averages (frame_avg8 / frame_avg16, truncating) into a frame of `like`'s shape.

@@ -214,6 +214,11 @@ void write_picture(const std::string &path, const FilePixels &pixels) {
 
 FilePixels to_file_pixels(const ColourImage &image) {
     FilePixels out;
+    to_file_pixels(image, out);
+    return out;
+}
+
+void to_file_pixels(const ColourImage &image, FilePixels &out) {
     out.width = image.width;
     out.height = image.height;
     out.channels = image.grey ? 1 : image.channels;
@@ -239,11 +244,12 @@ FilePixels to_file_pixels(const ColourImage &image) {
         }
     };
     if (image.bits == 8) {
+        out.p16.clear();
         put(out.p8, image.p8, [](uint32_t v) { return static_cast<uint8_t>(v); });
     } else {
+        out.p8.clear();
         put(out.p16, image.p16, [&](uint32_t v) { return static_cast<uint16_t>((v > top ? top : v) << shift); });
     }
-    return out;
 }
 
 }  // namespace kvcli

@@ -65,12 +65,9 @@ class PackedSource : public Source {
         frame.allocate(info_.width, info_.height, info_.bits);
         const size_t n = frame.count();
         const size_t bytes = n * static_cast<size_t>(info_.stored_bits / 8);
-        std::vector<uint8_t> scratch;
-        uint8_t *dst = frame.s8.data();
-        if (info_.stored_bits == 16) {
-            scratch.resize(bytes);
-            dst = scratch.data();
-        }
+        // 16-bit samples are read as bytes into the frame's own words and put in the
+        // machine's order there, each word from its own two bytes.
+        uint8_t *dst = info_.stored_bits == 16 ? reinterpret_cast<uint8_t *>(frame.s16.data()) : frame.s8.data();
         const int64_t at = offset_ + static_cast<int64_t>(index) * static_cast<int64_t>(bytes);
         size_t done = 0;
         while (done < bytes) {
@@ -82,10 +79,11 @@ class PackedSource : public Source {
             done += static_cast<size_t>(r);
         }
         if (info_.stored_bits == 16) {
-            const int hi = big_endian_ ? 0 : 1;
-            for (size_t i = 0; i < n; ++i)
-                frame.s16[i] = static_cast<uint16_t>(scratch[2 * i + static_cast<size_t>(hi)] << 8 |
-                                                     scratch[2 * i + static_cast<size_t>(1 - hi)]);
+            const size_t hi = big_endian_ ? 0 : 1;
+            for (size_t i = 0; i < n; ++i) {
+                const uint16_t word = static_cast<uint16_t>(dst[2 * i + hi] << 8 | dst[2 * i + (1 - hi)]);
+                std::memcpy(dst + 2 * i, &word, sizeof word);
+            }
         }
     }
 

@@ -176,6 +176,46 @@ TEST(Program, RawSequenceIsNumberedAndMatchesEachFrame) {
     EXPECT_FALSE(kvtest::exists(d.path("seq-0000.png")));
 }
 
+// One worker goes through a whole sequence with the same buffers. Every frame of the
+// sequence must come out as it does when it is the only frame of a run, whatever the
+// frames before it left in those buffers: frames of very different content, through
+// every step that has a buffer of its own.
+TEST(Program, EveryFrameOfASequenceIsAsItsOwnRunMakesIt) {
+    kvtest::TempDir d;
+    std::mt19937 rng(23);
+    const int32_t w = 18, h = 12;
+    std::vector<Samples> frames;
+    for (uint32_t top : {4095u, 0u, 40u, 4095u, 1u}) frames.push_back(kvtest::random_frame(w, h, top, rng));
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h, 12), frames));
+    const std::vector<std::vector<std::string>> settings = {
+        {"-m", "laplacian"},
+        {"-m", "preview", "-d", "8", "--reduce", "best"},
+        {"-m", "adaptive", "-d", "8", "--bcg", "10,-20,5", "--alpha"},
+        {"-m", "simple", "--bcg", "-5,5,30"},
+        {"-m", "bilinear", "-d", "8", "--wb", "1.5,0.75", "--hsl", "30,1.3,0.9,0.05"},
+        {"-m", "nearest", "-d", "8", "--median", "adjacent", "--matrix", "0.9,0.1,0,0,1,0,0.1,0,0.9,3,-2,1"},
+        {"-m", "mono", "--alpha"},
+    };
+    for (const auto &extra : settings) {
+        std::string label;
+        for (const auto &a : extra) label += a + " ";
+        std::vector<std::string> args = {"demosaic", d.path("in.ser"), "-o", d.path("seq.png"), "-j", "1", "-q"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        const auto r = kvtest::run_program(args);
+        ASSERT_EQ(r.status, 0) << label << r.err;
+        for (size_t i = 0; i < frames.size(); ++i) {
+            const std::string one = d.path("one.png");
+            std::vector<std::string> single = {"demosaic", d.path("in.ser"), "-o", one, "-q",
+                                               "--frames", std::to_string(i) + ":" + std::to_string(i + 1)};
+            single.insert(single.end(), extra.begin(), extra.end());
+            const auto r1 = kvtest::run_program(single);
+            ASSERT_EQ(r1.status, 0) << label << r1.err;
+            const std::string name = d.path("seq-000" + std::to_string(i) + ".png");
+            EXPECT_TRUE(same(kvtest::read_picture(name), kvtest::read_picture(one))) << label << "frame " << i;
+        }
+    }
+}
+
 // ---- stacking, tone, white balance, spike filter, colour correction ----------------------------
 
 TEST(Program, StackAveragesWithTheLibrarysSums) {
