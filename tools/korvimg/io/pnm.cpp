@@ -141,6 +141,11 @@ void write_pnm(AtomicFile &file, const FilePixels &pixels, FileFormat format) {
     // A grey picture in a PPM file is written with three equal channels.
     const int out_channels = format == FileFormat::ppm ? 3 : pixels.channels;
     const size_t row = static_cast<size_t>(pixels.width);
+    if (pixels.bits == 8 && out_channels == pixels.channels) {
+        // The samples are already the file's bytes, in the file's order.
+        std::fwrite(pixels.p8.data(), 1, pixels.p8.size(), f);  // commit() reports a short write
+        return;
+    }
     std::vector<uint8_t> line(row * static_cast<size_t>(out_channels) * static_cast<size_t>(pixels.bits / 8));
     for (int32_t y = 0; y < pixels.height; ++y) {
         size_t o = 0;
