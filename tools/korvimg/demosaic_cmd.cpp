@@ -202,6 +202,11 @@ int run_demosaic(const std::vector<std::string> &args) {
         if (stack && info.stored_bits == 8 && count > 16843009)
             throw usage_error("--stack: at most 16843009 frames of 8-bit samples fit the library's 32-bit sums");
 
+        // A frame as the later steps take it: read, then spike-filtered when asked.
+        auto read_frame = [&](uint32_t index, RawFrame &frame) {
+            source->read(index, frame);
+            if (s.median >= 0) median_filter(frame, s.median);
+        };
         Progress progress(count, !quiet && count > 1);
         try {
             if (stack || count == 1) {
@@ -214,8 +219,7 @@ int run_demosaic(const std::vector<std::string> &args) {
                     std::vector<std::vector<uint32_t>> sums(workers);
                     std::vector<RawFrame> scratch(workers);
                     parallel_for(count, workers, [&](uint32_t job, unsigned w) {
-                        source->read(first + job, scratch[w]);
-                        if (s.median >= 0) median_filter(scratch[w], s.median);
+                        read_frame(first + job, scratch[w]);
                         if (sums[w].empty()) sums[w].assign(scratch[w].count(), 0);
                         accumulate(sums[w], scratch[w]);
                         progress.advance();
@@ -223,12 +227,10 @@ int run_demosaic(const std::vector<std::string> &args) {
                     std::vector<uint32_t> total(static_cast<size_t>(info.width) * static_cast<size_t>(info.height), 0);
                     for (const auto &part : sums)
                         for (size_t i = 0; i < part.size(); ++i) total[i] += part[i];
-                    RawFrame like;
-                    like.allocate(info.width, info.height, info.bits);
-                    frame = average(total, count, like);
+                    frame.allocate(info.width, info.height, info.bits);
+                    average(total, count, frame);
                 } else {
-                    source->read(first, frame);
-                    if (s.median >= 0) median_filter(frame, s.median);
+                    read_frame(first, frame);
                     progress.advance();
                 }
                 progress.finish();
@@ -236,14 +238,12 @@ int run_demosaic(const std::vector<std::string> &args) {
                 std::unique_ptr<Correction> correction;
                 if (s.colour_correction()) correction = std::make_unique<Correction>(s);
                 process_frame(work, s, correction.get());
-                to_file_pixels(work.image, work.pixels);
                 write_picture(out, work.pixels);
             } else {
                 if (s.white_balance_auto) {
                     // One measurement, from the first frame, serves the sequence.
                     RawFrame frame;
-                    source->read(first, frame);
-                    if (s.median >= 0) median_filter(frame, s.median);
+                    read_frame(first, frame);
                     measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
                 }
                 // The pictures are staged and put in place together once all are written:
@@ -258,11 +258,9 @@ int run_demosaic(const std::vector<std::string> &args) {
                 std::vector<Workspace> works(workers);
                 parallel_for(count, workers, [&](uint32_t job, unsigned w) {
                     Workspace &work = works[w];
-                    source->read(first + job, work.frame);
-                    if (s.median >= 0) median_filter(work.frame, s.median);
+                    read_frame(first + job, work.frame);
                     if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
                     process_frame(work, s, corrections[w].get());
-                    to_file_pixels(work.image, work.pixels);
                     write_picture(staged.staged(job), work.pixels);
                     progress.advance();
                 });

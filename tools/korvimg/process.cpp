@@ -180,6 +180,7 @@ void process_frame(Workspace &work, const Settings &s, Correction *correction) {
     if (s.white_balance) apply_gains(work.frame, s.pattern, s.red_gain, s.blue_gain);
     demosaic_frame(tone_and_depth(work.frame, s, work.reduced), s, work.image, work.widened);
     if (correction != nullptr) correction->apply(work.image);
+    to_file_pixels(work.image, work.pixels);
 }
 
 void accumulate(std::vector<uint32_t> &accumulator, const RawFrame &frame) {
@@ -187,12 +188,9 @@ void accumulate(std::vector<uint32_t> &accumulator, const RawFrame &frame) {
     else frame_add8(accumulator.data(), frame.s8.data(), count_of(frame));
 }
 
-RawFrame average(const std::vector<uint32_t> &accumulator, uint32_t frames, const RawFrame &like) {
-    RawFrame out;
-    out.allocate(like.width, like.height, like.bits);
+void average(const std::vector<uint32_t> &accumulator, uint32_t frames, RawFrame &out) {
     if (out.wide()) frame_avg16(out.s16.data(), accumulator.data(), count_of(out), frames);
     else frame_avg8(out.s8.data(), accumulator.data(), count_of(out), frames);
-    return out;
 }
 
 }  // namespace kvcli

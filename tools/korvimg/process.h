@@ -78,14 +78,15 @@ struct Workspace {
     FilePixels pixels;
 };
 
-// The whole way from the raw frame in `work.frame` to the picture in `work.image`,
+// The whole way from the raw frame in `work.frame` to the picture in `work.pixels`,
 // colour correction included (when `correction` is not null). `work.frame` is
 // changed on the way.
 void process_frame(Workspace &work, const Settings &s, Correction *correction);
 
 // Accumulates frames (frame_add8 / frame_add16) into a caller-cleared accumulator,
-// and averages (frame_avg8 / frame_avg16, truncating) into a frame of `like`'s shape.
+// and averages (frame_avg8 / frame_avg16, truncating) into `out`, which the caller
+// has allocated in the frames' shape.
 void accumulate(std::vector<uint32_t> &accumulator, const RawFrame &frame);
-RawFrame average(const std::vector<uint32_t> &accumulator, uint32_t frames, const RawFrame &like);
+void average(const std::vector<uint32_t> &accumulator, uint32_t frames, RawFrame &out);
 
 }  // namespace kvcli
