@@ -60,10 +60,8 @@ void print_summary(const char *name, const Summary &s) {
                 double(s.sum) / double(s.count), s.max, 100.0 * double(s.at_max) / double(s.count));
 }
 
-// The frame without its last column and row where the width or height is odd.
-RawFrame even_part(const RawFrame &frame) {
-    const int32_t w = frame.width & ~1, h = frame.height & ~1;
-    if (w == frame.width && h == frame.height) return frame;
+// The top-left w x h samples of a frame, as a frame of their own.
+RawFrame top_left(const RawFrame &frame, int32_t w, int32_t h) {
     RawFrame out;
     out.allocate(w, h, frame.bits);
     for (int32_t y = 0; y < h; ++y)
@@ -77,20 +75,21 @@ RawFrame even_part(const RawFrame &frame) {
 }
 
 // 16-bit samples, which the library's histograms (4096 bins at most) cannot tell
-// apart, counted here at full resolution: by the colour of each sample's place in
-// the 2x2 tile, or into `green` alone for a monochrome frame (pattern < 0).
-void histograms16(const RawFrame &frame, int pattern, std::vector<uint32_t> &red, std::vector<uint32_t> &green,
-                  std::vector<uint32_t> &blue) {
-    for (int32_t y = 0; y < frame.height; ++y)
-        for (int32_t x = 0; x < frame.width; ++x) {
+// apart, counted here at full resolution over the top-left w x h samples: by the
+// colour of each sample's place in the 2x2 tile, or into `green` alone for a
+// monochrome frame (pattern < 0).
+void histograms16(const RawFrame &frame, int32_t w, int32_t h, int pattern, std::vector<uint32_t> &red,
+                  std::vector<uint32_t> &green, std::vector<uint32_t> &blue) {
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
             const uint16_t v = frame.s16[static_cast<size_t>(y) * static_cast<size_t>(frame.width) +
                                          static_cast<size_t>(x)];
             const int site = (y & 1) * 2 + (x & 1);
-            std::vector<uint32_t> &h = pattern < 0                  ? green
-                                       : site == red_site(pattern)  ? red
-                                       : site == blue_site(pattern) ? blue
-                                                                    : green;
-            ++h[v];
+            std::vector<uint32_t> &bins = pattern < 0                  ? green
+                                          : site == red_site(pattern)  ? red
+                                          : site == blue_site(pattern) ? blue
+                                                                       : green;
+            ++bins[v];
         }
 }
 
@@ -100,30 +99,35 @@ void histograms16(const RawFrame &frame, int pattern, std::vector<uint32_t> &red
 // drifts across the colour grid, so a colour frame of odd size is summarised without
 // its last column or row.
 void histogram_summary(const RawFrame &raw, int pattern) {
-    const RawFrame frame = pattern < 0 ? raw : even_part(raw);
-    if (frame.width != raw.width || frame.height != raw.height)
+    const bool colour = pattern >= 0;
+    const int32_t w = colour ? raw.width & ~1 : raw.width, h = colour ? raw.height & ~1 : raw.height;
+    if (w != raw.width || h != raw.height)
         std::printf("note:       odd size: the last %s not counted\n",
-                    frame.width != raw.width && frame.height != raw.height ? "column and row are"
-                    : frame.width != raw.width                             ? "column is"
-                                                                           : "row is");
-    const int bits = frame.bits;
+                    w != raw.width && h != raw.height ? "column and row are"
+                    : w != raw.width                  ? "column is"
+                                                      : "row is");
+    // The library reads rows of `w` samples one after another: only a narrower width
+    // needs a copy of the frame (a lower height is the first h rows as they stand).
+    const int bits = raw.bits;
+    RawFrame narrowed;
+    if (bits != 16 && w != raw.width) narrowed = top_left(raw, w, h);
+    const RawFrame &frame = bits != 16 && w != raw.width ? narrowed : raw;
     const size_t bins = bits == 8 ? 256 : bits == 10 ? 1024 : bits == 12 ? 4096 : 65536;
     std::vector<uint32_t> red(bins), green(bins), blue(bins);
-    const int32_t w = frame.width, h = frame.height;
     const int32_t n = static_cast<int32_t>(frame.count());
     using Raw8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
     using Raw16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
     static const Raw8 h8[4] = {histogram8rggb, histogram8grbg, histogram8gbrg, histogram8bggr};
     static const Raw16 h10[4] = {histogram10rggb, histogram10grbg, histogram10gbrg, histogram10bggr};
     static const Raw16 h12[4] = {histogram12rggb, histogram12grbg, histogram12gbrg, histogram12bggr};
-    if (bits == 16) histograms16(frame, pattern, red, green, blue);
-    else if (pattern < 0 && bits == 8) histogram8(frame.s8.data(), n, green.data());
-    else if (pattern < 0 && bits == 10) histogram10(frame.s16.data(), n, green.data());
-    else if (pattern < 0) histogram12(frame.s16.data(), n, green.data());
+    if (bits == 16) histograms16(frame, w, h, pattern, red, green, blue);
+    else if (!colour && bits == 8) histogram8(frame.s8.data(), n, green.data());
+    else if (!colour && bits == 10) histogram10(frame.s16.data(), n, green.data());
+    else if (!colour) histogram12(frame.s16.data(), n, green.data());
     else if (bits == 8) h8[pattern](frame.s8.data(), w, h, red.data(), green.data(), blue.data());
     else if (bits == 10) h10[pattern](frame.s16.data(), w, h, red.data(), green.data(), blue.data());
     else h12[pattern](frame.s16.data(), w, h, red.data(), green.data(), blue.data());
-    if (pattern < 0) {
+    if (!colour) {
         print_summary("grey", summarise(green));
         return;
     }
