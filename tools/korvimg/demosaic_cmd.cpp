@@ -42,6 +42,7 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                                      "the library filters the left half of the row of 16-bit frames"},
     {"reduce", 0, "best|shift", "deeper samples to 8-bit output: a table fitted to the frame's\n"
                                 "histogram, or dropping the low bits (default shift)"},
+    {"png-level", 0, "N", "PNG compression, 0 (fastest, largest files) to 9 (smallest; default 6)"},
     {"frames", 0, "A:B", "frames A to B-1 of the file, counted from 0 (either may be left out)"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
@@ -180,6 +181,11 @@ int run_demosaic(const std::vector<std::string> &args) {
     const unsigned threads =
         a.has("threads") ? static_cast<unsigned>(parse_integer(a.get("threads"), "--threads", 1, 256)) : 0;
     const FileFormat format = format_for(out);
+    PictureOptions picture;
+    if (a.has("png-level")) {
+        if (format != FileFormat::png) throw usage_error("--png-level applies to .png output, not " + out);
+        picture.png_level = static_cast<int>(parse_integer(a.get("png-level"), "--png-level", 0, 9));
+    }
     const OpenOptions oo = open_options(a);
 
     // Frames too large for this machine's memory are a problem of this file.
@@ -238,7 +244,7 @@ int run_demosaic(const std::vector<std::string> &args) {
                 std::unique_ptr<Correction> correction;
                 if (s.colour_correction()) correction = std::make_unique<Correction>(s);
                 process_frame(work, s, correction.get());
-                write_picture(out, work.pixels);
+                write_picture(out, work.pixels, picture);
             } else {
                 if (s.white_balance_auto) {
                     // One measurement, from the first frame, serves the sequence.
@@ -261,7 +267,7 @@ int run_demosaic(const std::vector<std::string> &args) {
                     read_frame(first + job, work.frame);
                     if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
                     process_frame(work, s, corrections[w].get());
-                    write_picture(staged.staged(job), work.pixels);
+                    write_picture(staged.staged(job), work.pixels, picture);
                     progress.advance();
                 });
                 progress.finish();

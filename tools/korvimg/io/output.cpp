@@ -200,12 +200,12 @@ void check_format(FileFormat format, const std::string &path, int channels, int 
         throw usage_error(path + ": a PGM file holds grey pictures only (use --method mono, or .png)");
 }
 
-void write_picture(const std::string &path, const FilePixels &pixels) {
+void write_picture(const std::string &path, const FilePixels &pixels, const PictureOptions &options) {
     const FileFormat format = format_for(path);
     check_format(format, path, pixels.channels, pixels.bits);
     AtomicFile file(path);
     switch (format) {
-    case FileFormat::png: write_png(file, pixels); break;
+    case FileFormat::png: write_png(file, pixels, options.png_level); break;
     case FileFormat::tiff: write_tiff(file, pixels); break;
     default: write_pnm(file, pixels, format); break;
     }

@@ -69,10 +69,16 @@ FileFormat format_for(const std::string &path);
 // Checks that the format can hold pixels of this shape (usage error otherwise).
 void check_format(FileFormat format, const std::string &path, int channels, int bits);
 
-void write_picture(const std::string &path, const FilePixels &pixels);
+// How pictures are written, where the format leaves a choice.
+struct PictureOptions {
+    // zlib's level for PNG: 0 (stored, unfiltered: fastest, largest) to 9 (smallest).
+    int png_level = 6;
+};
+
+void write_picture(const std::string &path, const FilePixels &pixels, const PictureOptions &options = {});
 
 // The format writers, into a temporary file (called by write_picture).
-void write_png(AtomicFile &file, const FilePixels &pixels);
+void write_png(AtomicFile &file, const FilePixels &pixels, int level);
 void write_tiff(AtomicFile &file, const FilePixels &pixels);
 void write_pnm(AtomicFile &file, const FilePixels &pixels, FileFormat format);
 

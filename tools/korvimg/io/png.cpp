@@ -90,6 +90,7 @@ struct Encoding {
     std::FILE *file;
     std::string error;
     const FilePixels *in;
+    int level;
     std::vector<png_bytep> rows;
 };
 
@@ -103,6 +104,9 @@ bool encode(Encoding *e) {
     }
     const FilePixels &in = *e->in;
     png_init_io(png, e->file);
+    png_set_compression_level(png, e->level);
+    // Row filters only help the compressor; stored data gains nothing from them.
+    if (e->level == 0) png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
     const int type = in.channels == 1   ? PNG_COLOR_TYPE_GRAY
                      : in.channels == 3 ? PNG_COLOR_TYPE_RGB
                                         : PNG_COLOR_TYPE_RGB_ALPHA;
@@ -144,8 +148,8 @@ FilePixels read_png(const std::string &path) {
     return out;
 }
 
-void write_png(AtomicFile &file, const FilePixels &pixels) {
-    Encoding e{file.stream(), "", &pixels, {}};
+void write_png(AtomicFile &file, const FilePixels &pixels, int level) {
+    Encoding e{file.stream(), "", &pixels, level, {}};
     if (!encode(&e)) throw file_error(file.path(), "cannot write PNG: " + e.error);
 }
 

@@ -154,6 +154,9 @@ TEST(BadInput, MissingInputAndContradictingOptions) {
     expect_refused(d, d.path("in.pgm"), "--reduce applies", {"-m", "nearest", "--reduce", "best"}, 2);
     expect_refused(d, d.path("in.pgm"), "--method: expected", {"-m", "fancy"}, 2);
     expect_refused(d, d.path("in.pgm"), "--bcg: expected 3", {"--bcg", "1,2"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--png-level", {"-m", "simple", "--png-level", "10"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--png-level applies to .png output", {"-m", "simple", "--png-level", "1"}, 2,
+                   "out.tif");
     expect_refused(d, d.path("in.pgm"), "exclude each other", {"-m", "simple", "--hsl", "0,1,1,0", "--matrix", "1,0,0,0,1,0,0,0,1,0,0,0"}, 2);
 }
 

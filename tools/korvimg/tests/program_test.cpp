@@ -176,6 +176,48 @@ TEST(Program, RawSequenceIsNumberedAndMatchesEachFrame) {
     EXPECT_FALSE(kvtest::exists(d.path("seq-0000.png")));
 }
 
+// The PNG level changes how hard the file is compressed, never what it holds: every
+// level gives the same samples, single pictures and sequences alike; level 0 stores the
+// rows as they are, so its file holds at least every sample's bytes.
+TEST(Program, PngLevelChangesTheFileSizeOnly) {
+    kvtest::TempDir d;
+    std::mt19937 rng(31);
+    const int32_t w = 64, h = 48;
+    std::vector<Samples> frames;
+    for (int i = 0; i < 3; ++i) {
+        Samples f(static_cast<size_t>(w) * static_cast<size_t>(h));
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 0; x < w; ++x)  // a smooth slope with a little noise: it compresses
+                f[static_cast<size_t>(y * w + x)] = static_cast<uint16_t>(8 * x + 5 * y + 40 * i + rng() % 4);
+        frames.push_back(f);
+    }
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(frames, 2, false));
+    const auto size_of = [](const std::string &path) { return kvtest::read_file(path).size(); };
+    std::vector<size_t> sizes;
+    for (const char *level : {"0", "1", "9"}) {
+        const std::string one = d.path(std::string("one") + level + ".png");
+        RUN_OK("demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12", "--endian", "little",
+               "-o", one, "-m", "bilinear", "--frames", "0:1", "--png-level", level);
+        EXPECT_TRUE(same(kvtest::read_picture(one), expected(KORVIMG_BILINEAR, 0, frames[0], w, h, 12, 16))) << level;
+        sizes.push_back(size_of(one));
+        const std::string seq = d.path(std::string("seq") + level + ".png");
+        RUN_OK("demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12", "--endian", "little",
+               "-o", seq, "-m", "bilinear", "-d", "8", "--png-level", level, "-q");
+        for (int i = 0; i < 3; ++i) {
+            const std::string name = d.path(std::string("seq") + level + "-000" + std::to_string(i) + ".png");
+            Samples reduced(frames[static_cast<size_t>(i)].size());
+            for (size_t k = 0; k < reduced.size(); ++k) reduced[k] = static_cast<uint16_t>(frames[static_cast<size_t>(i)][k] >> 4);
+            EXPECT_TRUE(same(kvtest::read_picture(name), expected(KORVIMG_BILINEAR, 0, reduced, w, h, 8, 8))) << name;
+        }
+    }
+    const size_t stored = static_cast<size_t>(kvcli::output_width(KORVIMG_BILINEAR, w)) *
+                          static_cast<size_t>(kvcli::output_height(KORVIMG_BILINEAR, h)) * 3 * 2;
+    EXPECT_GE(sizes[0], stored);
+    EXPECT_GT(sizes[0], sizes[1]);
+    EXPECT_GE(sizes[1], sizes[2]);
+    EXPECT_LT(sizes[2], stored / 2);
+}
+
 // One worker goes through a whole sequence with the same buffers. Every frame of the
 // sequence must come out as it does when it is the only frame of a run, whatever the
 // frames before it left in those buffers: frames of very different content, through
