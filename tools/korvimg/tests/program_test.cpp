@@ -205,9 +205,10 @@ TEST(Program, PngLevelChangesTheFileSizeOnly) {
                "-o", seq, "-m", "bilinear", "-d", "8", "--png-level", level, "-q");
         for (int i = 0; i < 3; ++i) {
             const std::string name = d.path(std::string("seq") + level + "-000" + std::to_string(i) + ".png");
-            Samples reduced(frames[static_cast<size_t>(i)].size());
-            for (size_t k = 0; k < reduced.size(); ++k) reduced[k] = static_cast<uint16_t>(frames[static_cast<size_t>(i)][k] >> 4);
-            EXPECT_TRUE(same(kvtest::read_picture(name), expected(KORVIMG_BILINEAR, 0, reduced, w, h, 8, 8))) << name;
+            std::vector<uint8_t> reduced(frames[0].size());
+            convert_frame12to8(frames[static_cast<size_t>(i)].data(), w * h, reduced.data());
+            EXPECT_TRUE(same(kvtest::read_picture(name), expected(KORVIMG_BILINEAR, 0, samples_of(reduced), w, h, 8, 8)))
+                << name;
         }
     }
     const size_t stored = static_cast<size_t>(kvcli::output_width(KORVIMG_BILINEAR, w)) *
