@@ -42,6 +42,9 @@ class FuzzSpace final : public kh::Space {
     void begin(Input data) { data_ = data; }
     // Frees the call's buffers (so that libFuzzer sees no memory kept between runs).
     void end() { buffers_.clear(); }
+    // memory_alloc is asked for blocks of a buffer's size at most: a block of 2 GiB,
+    // written and freed, took 10 s per run under ASan and found nothing new.
+    size_t largest_block() const override { return kMaxBuffer; }
 
   protected:
     void *input(size_t bytes, size_t element, uint32_t limit) override {

@@ -659,7 +659,7 @@ const Family kMemory = {
             // Overlapping: the destination a bytes above the source inside one block.
             uint8_t *block = space.out<uint8_t>(count + a.a);
             fn<decltype(&memory_copy)>(e)(block + a.a, block, count);
-        } else {
+        } else if (count <= space.largest_block()) {
             auto *alloc = kt::find_export("memory_alloc");
             auto *release = kt::find_export("memory_free");
             void *p = fn<decltype(&memory_alloc)>(*alloc)(count);

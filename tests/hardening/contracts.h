@@ -46,6 +46,8 @@ class Space {
     ColorCorrectionContext *context();
     // Releases the context; spaces call it from their destructors.
     void release_context();
+    // The largest block, in bytes, that this space asks memory_alloc for.
+    virtual size_t largest_block() const { return SIZE_MAX; }
 
   protected:
     virtual void *input(size_t bytes, size_t element, uint32_t limit) = 0;
