@@ -1,6 +1,7 @@
 // Histograms of sample runs, colour images and raw frames: worked examples, clearing,
-// shared arrays, the odd-width walk, values beyond the last bin, and random frames of
-// odd and even sizes against the model, with guard bytes after every histogram.
+// shared arrays, the odd-width walk, values beyond the last bin, random frames of odd
+// and even sizes against the model, with guard bytes after every histogram, and large
+// 8-bit inputs whose pair tables are refused.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "model/frameops_model.h"
+#include "stats/histogram.h"
 #include "support/testkit.h"
 
 namespace {
@@ -420,6 +422,118 @@ TEST(HistogramModel, LargeEightBitInputsAgainstModel) {
                 if (HasFatalFailure()) return;
             }
     }
+}
+
+// Memory services that refuse every block, and ones that hand blocks out; both count
+// what they are asked.
+struct MemoryLog {
+    int asked = 0, released = 0;
+};
+MemoryLog g_memory;
+void *KORVIMG_CALL refusing_alloc(uint32_t) {
+    ++g_memory.asked;
+    return nullptr;
+}
+void *KORVIMG_CALL giving_alloc(uint32_t size) {
+    ++g_memory.asked;
+    return memory_alloc(size);
+}
+void *KORVIMG_CALL counting_release(void *block) {
+    ++g_memory.released;
+    return memory_free(block);
+}
+const korvimg::MemoryServices kRefusing = {refusing_alloc, counting_release};
+const korvimg::MemoryServices kGiving = {giving_alloc, counting_release};
+
+using korvimg::Pattern;
+using RawRoutine = void (*)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *,
+                            const korvimg::MemoryServices &);
+// By pattern code: rggb, grbg, gbrg, bggr.
+const RawRoutine kRawRoutines[4] = {
+    korvimg::histogram_raw<uint8_t, 256, Pattern::rggb>, korvimg::histogram_raw<uint8_t, 256, Pattern::grbg>,
+    korvimg::histogram_raw<uint8_t, 256, Pattern::gbrg>, korvimg::histogram_raw<uint8_t, 256, Pattern::bggr>};
+
+// Large 8-bit inputs ask once for their pair tables. Refused, they count the samples
+// one by one and give the same histograms, and nothing is released; given, the
+// tables are released once.
+TEST(HistogramModel, LargeEightBitInputsCountTheSameWithoutPairTables) {
+    std::mt19937 rng(45);
+    for (const korvimg::MemoryServices *memory : {&kRefusing, &kGiving}) {
+        const bool given = memory == &kGiving;
+        SCOPED_TRACE(given ? "tables given" : "tables refused");
+        auto expect_one_request = [&] {
+            EXPECT_EQ(g_memory.asked, 1);
+            EXPECT_EQ(g_memory.released, given ? 1 : 0);
+        };
+        for (int kind = 0; kind < 4; ++kind) {
+            SCOPED_TRACE("kind " + std::to_string(kind));
+            const int32_t n = (1 << 18) + 7;
+            const V s = random_samples(static_cast<size_t>(n), 256, 1, kind, rng);
+            const auto packed = kt::pack(s, 1);
+            Bins h(256, rng());
+            g_memory = {};
+            korvimg::histogram_run<uint8_t, 256>(packed.data(), n, h.data(), *memory);
+            expect_one_request();
+            ASSERT_TRUE(h.g.guard_intact());
+            ASSERT_EQ(h.values(), model::histogram(s, n, 256)) << "run";
+
+            for (int channels : {3, 4}) {
+                const int32_t pixels = 100001;
+                const V px = random_samples(static_cast<size_t>(pixels) * channels, 256, 1, kind, rng);
+                const auto packed_px = kt::pack(px, 1);
+                Bins r(256, rng()), g(256, rng()), b(256, rng());
+                g_memory = {};
+                if (channels == 3)
+                    korvimg::histogram_image<uint8_t, 256, 3>(packed_px.data(), pixels, r.data(), g.data(), b.data(),
+                                                              *memory);
+                else
+                    korvimg::histogram_image<uint8_t, 256, 4>(packed_px.data(), pixels, r.data(), g.data(), b.data(),
+                                                              *memory);
+                expect_one_request();
+                const auto want = model::histogram_image(px, pixels, channels, 256);
+                for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
+                ASSERT_EQ(r.values(), want.red) << channels << " channels";
+                ASSERT_EQ(g.values(), want.green) << channels << " channels";
+                ASSERT_EQ(b.values(), want.blue) << channels << " channels";
+            }
+
+            const int32_t w = 1003, ht = 301;  // an odd width: each row pair starts a sample earlier
+            const V raw = random_samples(static_cast<size_t>(w) * ht, 256, 1, kind, rng);
+            const auto packed_raw = kt::pack(raw, 1);
+            for (int p = 0; p < 4; ++p) {
+                Bins r(256, rng()), g(256, rng()), b(256, rng());
+                g_memory = {};
+                kRawRoutines[p](packed_raw.data(), w, ht, r.data(), g.data(), b.data(), *memory);
+                expect_one_request();
+                const auto want = model::histogram_raw(raw, w, ht, p, 256);
+                for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
+                ASSERT_EQ(r.values(), want.red) << kt::kPatternNames[p];
+                ASSERT_EQ(g.values(), want.green) << kt::kPatternNames[p];
+                ASSERT_EQ(b.values(), want.blue) << kt::kPatternNames[p];
+            }
+        }
+    }
+}
+
+// Inputs of fewer than 2^18 samples ask for no memory.
+TEST(HistogramModel, SmallEightBitInputsAskForNoMemory) {
+    std::mt19937 rng(46);
+    const int32_t n = (1 << 18) - 1;
+    const V s = random_samples(static_cast<size_t>(n), 256, 1, 0, rng);
+    const auto packed = kt::pack(s, 1);
+    Bins h(256, 1), r(256, 2), g(256, 3), b(256, 4);
+    g_memory = {};
+    korvimg::histogram_run<uint8_t, 256>(packed.data(), n, h.data(), kRefusing);
+    EXPECT_EQ(h.values(), model::histogram(s, n, 256));
+    korvimg::histogram_image<uint8_t, 256, 3>(packed.data(), n / 3, r.data(), g.data(), b.data(), kRefusing);
+    EXPECT_EQ(r.values(), model::histogram_image(s, n / 3, 3, 256).red);
+    // 511 x 513: 255 x 256 cells, 261,120 samples.
+    korvimg::histogram_raw<uint8_t, 256, Pattern::rggb>(packed.data(), 511, 513, r.data(), g.data(), b.data(),
+                                                        kRefusing);
+    EXPECT_EQ(g.values(), model::histogram_raw(s, 511, 513, 0, 256).green);
+    EXPECT_EQ(g_memory.asked, 0);
+    EXPECT_EQ(g_memory.released, 0);
+    for (auto *x : {&h, &r, &g, &b}) EXPECT_TRUE(x->g.guard_intact());
 }
 
 }  // namespace

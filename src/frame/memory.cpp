@@ -2,6 +2,7 @@
 // byte-level copy and clear.
 #include <cstring>
 
+#include "frame/memory.h"
 #include "korvimg.h"
 
 #ifdef _WIN32
@@ -57,4 +58,8 @@ extern "C" KORVIMG_API void KORVIMG_CALL memory_copy(void *destination, const vo
 extern "C" KORVIMG_API void KORVIMG_CALL memory_zero(void *destination, uint32_t count) {
     if (count == 0) return;
     std::memset(destination, 0, count);
+}
+
+namespace korvimg {
+const MemoryServices kLibraryMemory = {memory_alloc, memory_free};
 }

@@ -12,8 +12,8 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "frame/traits.h"
 #include "korvimg.h"
+#include "stats/histogram.h"
 
 namespace korvimg {
 namespace {
@@ -52,8 +52,8 @@ struct Sets {
 // and is folded into the two samples' histograms at the end. That halves the
 // increments, which bound the speed of counting, for the price of clearing and
 // folding the table (256 KiB, a fixed cost that pays off from about kPairsFrom
-// samples). The tables come from the heap for the call; without them the samples are
-// counted one by one.
+// samples). The tables come from the caller's memory services for the call; without
+// them the samples are counted one by one.
 constexpr int64_t kPairsFrom = int64_t{1} << 18;
 
 // One table of pair counts, in a block owned by PairTables.
@@ -98,11 +98,12 @@ template <int Count>
 class PairTables {
   public:
     static constexpr uint32_t kBytes = Count * PairTable::kEntries * sizeof(uint32_t);
-    PairTables() : block_(static_cast<uint32_t *>(memory_alloc(kBytes))) {
+    explicit PairTables(const MemoryServices &memory)
+        : memory_(memory), block_(static_cast<uint32_t *>(memory.alloc(kBytes))) {
         if (block_ != nullptr) memory_zero(block_, kBytes);
     }
     ~PairTables() {
-        if (block_ != nullptr) memory_free(block_);
+        if (block_ != nullptr) memory_.release(block_);
     }
     PairTables(const PairTables &) = delete;
     PairTables &operator=(const PairTables &) = delete;
@@ -110,6 +111,7 @@ class PairTables {
     PairTable operator[](int k) const { return PairTable(block_ + static_cast<size_t>(k) * PairTable::kEntries); }
 
   private:
+    const MemoryServices &memory_;
     uint32_t *const block_;
 };
 
@@ -119,8 +121,8 @@ inline uint32_t load_word(const uint8_t *p) {
 }
 
 // A run of 8-bit samples by pairs; false when there was no table.
-bool histogram_run_pairs(const uint8_t *samples, int32_t n, uint32_t *histogram) {
-    PairTables<1> tables;
+bool histogram_run_pairs(const uint8_t *samples, int32_t n, uint32_t *histogram, const MemoryServices &memory) {
+    PairTables<1> tables(memory);
     if (!tables) return false;
     PairTable pairs = tables[0];
     int32_t i = 0;
@@ -134,13 +136,15 @@ bool histogram_run_pairs(const uint8_t *samples, int32_t n, uint32_t *histogram)
     return true;
 }
 
+}  // namespace
+
 // A run of samples, four at a time into four sets.
 template <class S, uint32_t Bins>
-void histogram_run(const S *samples, int32_t n, uint32_t *histogram) {
+void histogram_run(const S *samples, int32_t n, uint32_t *histogram, [[maybe_unused]] const MemoryServices &memory) {
     clear<Bins>(histogram);
     if (n < 1) return;
     if constexpr (sizeof(S) == 1) {
-        if (n >= kPairsFrom && histogram_run_pairs(samples, n, histogram)) return;
+        if (n >= kPairsFrom && histogram_run_pairs(samples, n, histogram, memory)) return;
     }
     Sets<Bins, 4> h(histogram);
     int32_t i = 0;
@@ -157,7 +161,8 @@ void histogram_run(const S *samples, int32_t n, uint32_t *histogram) {
 // Packed colour pixels of Channels samples: blue, green, red in memory order, and a
 // fourth sample that is skipped. Even and odd pixels count into two sets.
 template <class S, uint32_t Bins, int Channels>
-void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *green, uint32_t *blue) {
+void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *green, uint32_t *blue,
+                     [[maybe_unused]] const MemoryServices &memory) {
     clear<Bins>(red);
     clear<Bins>(green);
     clear<Bins>(blue);
@@ -167,7 +172,7 @@ void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *gr
         // (A second table for pairs of reds was no faster: the tables then outgrow
         // the cache nearest the core.)
         if (int64_t{pixels} * 3 >= kPairsFrom) {
-            PairTables<1> tables;
+            PairTables<1> tables(memory);
             if (tables) {
                 PairTable blue_green = tables[0];
                 Sets<Bins, 2> r(red);
@@ -216,7 +221,8 @@ void histogram_image(const S *image, int32_t pixels, uint32_t *red, uint32_t *gr
 // greens of a cell count into the green histogram. Even and odd cells count into two
 // sets.
 template <class S, uint32_t Bins, Pattern P>
-void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, uint32_t *green, uint32_t *blue) {
+void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, uint32_t *green, uint32_t *blue,
+                   [[maybe_unused]] const MemoryServices &memory) {
     clear<Bins>(red);
     clear<Bins>(green);
     clear<Bins>(blue);
@@ -232,7 +238,7 @@ void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, u
         // Large 8-bit frames: each cell as two pairs, its top samples into one table
         // and its bottom samples into another.
         if (int64_t{pairs} * cells * 4 >= kPairsFrom) {
-            PairTables<2> tables;
+            PairTables<2> tables(memory);
             if (tables) {
                 PairTable top_pairs = tables[0], bottom_pairs = tables[1];
                 for (int32_t row_pair = 0; row_pair < pairs; ++row_pair) {
@@ -277,23 +283,37 @@ void histogram_raw(const S *raw, int32_t width, int32_t height, uint32_t *red, u
     b.finish();
 }
 
-}  // namespace
+// The members that take memory, for the tests.
+template void histogram_run<uint8_t, 256>(const uint8_t *, int32_t, uint32_t *, const MemoryServices &);
+template void histogram_image<uint8_t, 256, 3>(const uint8_t *, int32_t, uint32_t *, uint32_t *, uint32_t *,
+                                               const MemoryServices &);
+template void histogram_image<uint8_t, 256, 4>(const uint8_t *, int32_t, uint32_t *, uint32_t *, uint32_t *,
+                                               const MemoryServices &);
+#define KORVIMG_HISTOGRAM_RAW8(pat)                                                                        \
+    template void histogram_raw<uint8_t, 256, Pattern::pat>(const uint8_t *, int32_t, int32_t, uint32_t *, \
+                                                            uint32_t *, uint32_t *, const MemoryServices &);
+KORVIMG_HISTOGRAM_RAW8(bggr)
+KORVIMG_HISTOGRAM_RAW8(gbrg)
+KORVIMG_HISTOGRAM_RAW8(grbg)
+KORVIMG_HISTOGRAM_RAW8(rggb)
+#undef KORVIMG_HISTOGRAM_RAW8
+
 }  // namespace korvimg
 
 extern "C" KORVIMG_API void KORVIMG_CALL histogram8(const uint8_t *samples, int32_t count, uint32_t *histogram) {
-    korvimg::histogram_run<uint8_t, 256>(samples, count, histogram);
+    korvimg::histogram_run<uint8_t, 256>(samples, count, histogram, korvimg::kLibraryMemory);
 }
 extern "C" KORVIMG_API void KORVIMG_CALL histogram10(const uint16_t *samples, int32_t count, uint32_t *histogram) {
-    korvimg::histogram_run<uint16_t, 1024>(samples, count, histogram);
+    korvimg::histogram_run<uint16_t, 1024>(samples, count, histogram, korvimg::kLibraryMemory);
 }
 extern "C" KORVIMG_API void KORVIMG_CALL histogram12(const uint16_t *samples, int32_t count, uint32_t *histogram) {
-    korvimg::histogram_run<uint16_t, 4096>(samples, count, histogram);
+    korvimg::histogram_run<uint16_t, 4096>(samples, count, histogram, korvimg::kLibraryMemory);
 }
 
 #define KORVIMG_HISTOGRAM_IMAGE(name, S, bins, channels)                                                   \
     extern "C" KORVIMG_API void KORVIMG_CALL name(const S *image, int32_t pixels, uint32_t *red,           \
                                                   uint32_t *green, uint32_t *blue) {                       \
-        korvimg::histogram_image<S, bins, channels>(image, pixels, red, green, blue);                      \
+        korvimg::histogram_image<S, bins, channels>(image, pixels, red, green, blue, korvimg::kLibraryMemory); \
     }
 KORVIMG_HISTOGRAM_IMAGE(histogram8_24, uint8_t, 256, 3)
 KORVIMG_HISTOGRAM_IMAGE(histogram8_32, uint8_t, 256, 4)
@@ -306,7 +326,8 @@ KORVIMG_HISTOGRAM_IMAGE(histogram12_64, uint16_t, 4096, 4)
     extern "C" KORVIMG_API void KORVIMG_CALL histogram##bits##pat(const S *raw, int32_t width,             \
                                                                   int32_t height, uint32_t *red,           \
                                                                   uint32_t *green, uint32_t *blue) {       \
-        korvimg::histogram_raw<S, bins, korvimg::Pattern::pat>(raw, width, height, red, green, blue);      \
+        korvimg::histogram_raw<S, bins, korvimg::Pattern::pat>(raw, width, height, red, green, blue,       \
+                                                               korvimg::kLibraryMemory);                   \
     }
 #define KORVIMG_HISTOGRAM_RAW_DEPTH(bits, S, bins) \
     KORVIMG_HISTOGRAM_RAW(bits, S, bins, bggr)     \

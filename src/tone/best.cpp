@@ -107,13 +107,9 @@ template uint32_t best_table<uint8_t, 4096, 256, 16>(const uint32_t *, uint8_t *
 
 }  // namespace korvimg
 
-namespace {
-const korvimg::MemoryServices kLibraryMemory = {memory_alloc, memory_free};
-}
-
-#define KORVIMG_BEST(name, Out, n, l, f)                                                     \
-    extern "C" KORVIMG_API uint32_t KORVIMG_CALL name(const uint32_t *histogram, Out *table) { \
-        return ::korvimg::best_table<Out, n, l, f>(histogram, table, kLibraryMemory);         \
+#define KORVIMG_BEST(name, Out, n, l, f)                                                         \
+    extern "C" KORVIMG_API uint32_t KORVIMG_CALL name(const uint32_t *histogram, Out *table) {     \
+        return ::korvimg::best_table<Out, n, l, f>(histogram, table, ::korvimg::kLibraryMemory); \
     }
 KORVIMG_BEST(best_lookup_table10to8, uint8_t, 1024, 256, 1)
 KORVIMG_BEST(best_lookup_table12to8, uint8_t, 4096, 256, 1)

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "frame/memory.h"
 #include "korvimg.h"
 
 namespace korvimg {
@@ -21,12 +22,6 @@ float pow_single(float x, float e);
 // rounding), in double-double arithmetic alone: no platform maths function is used.
 // x positive and normal with at most 24 significant bits; e*ln(x) within +-700.
 double pow_double_double(double x, double e);
-
-// The memory services the best-table builders obtain their working array from.
-struct MemoryServices {
-    void *(KORVIMG_CALL *alloc)(uint32_t size);
-    void *(KORVIMG_CALL *release)(void *block);
-};
 
 // Builds the depth-reducing table for N input values and L output levels from a
 // histogram of N / F bins, each count shared out as count / F over its F values.
