@@ -41,11 +41,54 @@ using Image16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, uint32_t *, uint
 using Raw8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
 using Raw16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
 
+// Memory services that refuse every block, and ones that hand blocks out; both count
+// what they are asked.
+struct MemoryLog {
+    int asked = 0, released = 0;
+};
+MemoryLog g_memory;
+void *KORVIMG_CALL refusing_alloc(uint32_t) {
+    ++g_memory.asked;
+    return nullptr;
+}
+void *KORVIMG_CALL giving_alloc(uint32_t size) {
+    ++g_memory.asked;
+    return memory_alloc(size);
+}
+void *KORVIMG_CALL counting_release(void *block) {
+    ++g_memory.released;
+    return memory_free(block);
+}
+const korvimg::MemoryServices kRefusing = {refusing_alloc, counting_release};
+const korvimg::MemoryServices kGiving = {giving_alloc, counting_release};
+
+// An 8-bit member's routine called with these services instead of its export: each call
+// must ask for memory `asks` times, and release all it was given.
+struct WithMemory {
+    const korvimg::MemoryServices *memory = nullptr;
+    int asks = 0;
+    template <class Call> void call(Call routine) const {
+        g_memory = {};
+        routine(*memory);
+        EXPECT_EQ(g_memory.asked, asks);
+        EXPECT_EQ(g_memory.released, memory == &kGiving ? asks : 0);
+    }
+};
+using korvimg::MemoryServices;
+using RunRoutine = void (*)(const uint8_t *, int32_t, uint32_t *, const MemoryServices &);
+using ImageRoutine = void (*)(const uint8_t *, int32_t, uint32_t *, uint32_t *, uint32_t *, const MemoryServices &);
+using RawRoutine = void (*)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *,
+                            const MemoryServices &);
+
 struct RunFn {
     const char *name;
     int bytes;
     uint32_t bins;
+    RunRoutine routine = nullptr;  // with `with`, in place of the export
+    WithMemory with = {};
     void call(const void *s, int32_t n, uint32_t *h) const {
+        if (routine)
+            return with.call([&](const MemoryServices &m) { routine(static_cast<const uint8_t *>(s), n, h, m); });
         auto *fn = kt::find_export(name)->address;
         if (bytes == 1) reinterpret_cast<Run8>(fn)(static_cast<const uint8_t *>(s), n, h);
         else reinterpret_cast<Run16>(fn)(static_cast<const uint16_t *>(s), n, h);
@@ -58,7 +101,11 @@ struct ImageFn {
     int bytes;
     int channels;
     uint32_t bins;
+    ImageRoutine routine = nullptr;
+    WithMemory with = {};
     void call(const void *s, int32_t n, uint32_t *r, uint32_t *g, uint32_t *b) const {
+        if (routine)
+            return with.call([&](const MemoryServices &m) { routine(static_cast<const uint8_t *>(s), n, r, g, b, m); });
         auto *fn = kt::find_export(name)->address;
         if (bytes == 1) reinterpret_cast<Image8>(fn)(static_cast<const uint8_t *>(s), n, r, g, b);
         else reinterpret_cast<Image16>(fn)(static_cast<const uint16_t *>(s), n, r, g, b);
@@ -73,7 +120,12 @@ struct RawFn {
     int bytes;
     uint32_t bins;
     int pattern;
+    RawRoutine routine = nullptr;
+    WithMemory with = {};
     void call(const void *s, int32_t w, int32_t h, uint32_t *r, uint32_t *g, uint32_t *b) const {
+        if (routine)
+            return with.call(
+                [&](const MemoryServices &m) { routine(static_cast<const uint8_t *>(s), w, h, r, g, b, m); });
         auto *fn = kt::find_export(name)->address;
         if (bytes == 1) reinterpret_cast<Raw8>(fn)(static_cast<const uint8_t *>(s), w, h, r, g, b);
         else reinterpret_cast<Raw16>(fn)(static_cast<const uint16_t *>(s), w, h, r, g, b);
@@ -424,93 +476,41 @@ TEST(HistogramModel, LargeEightBitInputsAgainstModel) {
     }
 }
 
-// Memory services that refuse every block, and ones that hand blocks out; both count
-// what they are asked.
-struct MemoryLog {
-    int asked = 0, released = 0;
-};
-MemoryLog g_memory;
-void *KORVIMG_CALL refusing_alloc(uint32_t) {
-    ++g_memory.asked;
-    return nullptr;
-}
-void *KORVIMG_CALL giving_alloc(uint32_t size) {
-    ++g_memory.asked;
-    return memory_alloc(size);
-}
-void *KORVIMG_CALL counting_release(void *block) {
-    ++g_memory.released;
-    return memory_free(block);
-}
-const korvimg::MemoryServices kRefusing = {refusing_alloc, counting_release};
-const korvimg::MemoryServices kGiving = {giving_alloc, counting_release};
-
 using korvimg::Pattern;
-using RawRoutine = void (*)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *,
-                            const korvimg::MemoryServices &);
-// By pattern code: rggb, grbg, gbrg, bggr.
-const RawRoutine kRawRoutines[4] = {
-    korvimg::histogram_raw<uint8_t, 256, Pattern::rggb>, korvimg::histogram_raw<uint8_t, 256, Pattern::grbg>,
-    korvimg::histogram_raw<uint8_t, 256, Pattern::gbrg>, korvimg::histogram_raw<uint8_t, 256, Pattern::bggr>};
 
-// Large 8-bit inputs ask once for their pair tables. Refused, they count the samples
-// one by one and give the same histograms, and nothing is released; given, the
-// tables are released once.
+// The 8-bit members' routines, each called with the given services.
+std::vector<RunFn> runs8(WithMemory with) {
+    return {{"histogram8", 1, 256, korvimg::histogram_run<uint8_t, 256>, with}};
+}
+std::vector<ImageFn> images8(WithMemory with) {
+    return {{"histogram8_24", 1, 3, 256, korvimg::histogram_image<uint8_t, 256, 3>, with},
+            {"histogram8_32", 1, 4, 256, korvimg::histogram_image<uint8_t, 256, 4>, with}};
+}
+std::vector<RawFn> raws8(WithMemory with) {
+    // By pattern code: rggb, grbg, gbrg, bggr.
+    const RawRoutine routines[4] = {
+        korvimg::histogram_raw<uint8_t, 256, Pattern::rggb>, korvimg::histogram_raw<uint8_t, 256, Pattern::grbg>,
+        korvimg::histogram_raw<uint8_t, 256, Pattern::gbrg>, korvimg::histogram_raw<uint8_t, 256, Pattern::bggr>};
+    std::vector<RawFn> out;
+    for (int p = 0; p < 4; ++p)
+        out.push_back({std::string("histogram8") + kt::kPatternNames[p], 1, 256, p, routines[p], with});
+    return out;
+}
+
+// Large 8-bit inputs ask once per call for their pair tables. Refused, they count the
+// samples one by one and give the same histograms (shared arrays included), releasing
+// nothing; given, the tables are released once.
 TEST(HistogramModel, LargeEightBitInputsCountTheSameWithoutPairTables) {
     std::mt19937 rng(45);
-    for (const korvimg::MemoryServices *memory : {&kRefusing, &kGiving}) {
-        const bool given = memory == &kGiving;
-        SCOPED_TRACE(given ? "tables given" : "tables refused");
-        auto expect_one_request = [&] {
-            EXPECT_EQ(g_memory.asked, 1);
-            EXPECT_EQ(g_memory.released, given ? 1 : 0);
-        };
+    for (const MemoryServices *memory : {&kRefusing, &kGiving}) {
+        SCOPED_TRACE(memory == &kGiving ? "tables given" : "tables refused");
+        const WithMemory with{memory, 1};
         for (int kind = 0; kind < 4; ++kind) {
-            SCOPED_TRACE("kind " + std::to_string(kind));
-            const int32_t n = (1 << 18) + 7;
-            const V s = random_samples(static_cast<size_t>(n), 256, 1, kind, rng);
-            const auto packed = kt::pack(s, 1);
-            Bins h(256, rng());
-            g_memory = {};
-            korvimg::histogram_run<uint8_t, 256>(packed.data(), n, h.data(), *memory);
-            expect_one_request();
-            ASSERT_TRUE(h.g.guard_intact());
-            ASSERT_EQ(h.values(), model::histogram(s, n, 256)) << "run";
-
-            for (int channels : {3, 4}) {
-                const int32_t pixels = 100001;
-                const V px = random_samples(static_cast<size_t>(pixels) * channels, 256, 1, kind, rng);
-                const auto packed_px = kt::pack(px, 1);
-                Bins r(256, rng()), g(256, rng()), b(256, rng());
-                g_memory = {};
-                if (channels == 3)
-                    korvimg::histogram_image<uint8_t, 256, 3>(packed_px.data(), pixels, r.data(), g.data(), b.data(),
-                                                              *memory);
-                else
-                    korvimg::histogram_image<uint8_t, 256, 4>(packed_px.data(), pixels, r.data(), g.data(), b.data(),
-                                                              *memory);
-                expect_one_request();
-                const auto want = model::histogram_image(px, pixels, channels, 256);
-                for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
-                ASSERT_EQ(r.values(), want.red) << channels << " channels";
-                ASSERT_EQ(g.values(), want.green) << channels << " channels";
-                ASSERT_EQ(b.values(), want.blue) << channels << " channels";
-            }
-
-            const int32_t w = 1003, ht = 301;  // an odd width: each row pair starts a sample earlier
-            const V raw = random_samples(static_cast<size_t>(w) * ht, 256, 1, kind, rng);
-            const auto packed_raw = kt::pack(raw, 1);
-            for (int p = 0; p < 4; ++p) {
-                Bins r(256, rng()), g(256, rng()), b(256, rng());
-                g_memory = {};
-                kRawRoutines[p](packed_raw.data(), w, ht, r.data(), g.data(), b.data(), *memory);
-                expect_one_request();
-                const auto want = model::histogram_raw(raw, w, ht, p, 256);
-                for (auto *x : {&r, &g, &b}) ASSERT_TRUE(x->g.guard_intact());
-                ASSERT_EQ(r.values(), want.red) << kt::kPatternNames[p];
-                ASSERT_EQ(g.values(), want.green) << kt::kPatternNames[p];
-                ASSERT_EQ(b.values(), want.blue) << kt::kPatternNames[p];
-            }
+            for (const auto &f : runs8(with)) check_run(f, (1 << 18) + 7, kind, rng);
+            for (const auto &f : images8(with)) check_image(f, 100001, kind, rng);
+            // An odd width: each row pair starts a sample earlier.
+            for (const auto &f : raws8(with)) check_raw(f, 1003, 301, kind, rng);
+            if (HasFatalFailure()) return;
         }
     }
 }
@@ -518,22 +518,10 @@ TEST(HistogramModel, LargeEightBitInputsCountTheSameWithoutPairTables) {
 // Inputs of fewer than 2^18 samples ask for no memory.
 TEST(HistogramModel, SmallEightBitInputsAskForNoMemory) {
     std::mt19937 rng(46);
-    const int32_t n = (1 << 18) - 1;
-    const V s = random_samples(static_cast<size_t>(n), 256, 1, 0, rng);
-    const auto packed = kt::pack(s, 1);
-    Bins h(256, 1), r(256, 2), g(256, 3), b(256, 4);
-    g_memory = {};
-    korvimg::histogram_run<uint8_t, 256>(packed.data(), n, h.data(), kRefusing);
-    EXPECT_EQ(h.values(), model::histogram(s, n, 256));
-    korvimg::histogram_image<uint8_t, 256, 3>(packed.data(), n / 3, r.data(), g.data(), b.data(), kRefusing);
-    EXPECT_EQ(r.values(), model::histogram_image(s, n / 3, 3, 256).red);
-    // 511 x 513: 255 x 256 cells, 261,120 samples.
-    korvimg::histogram_raw<uint8_t, 256, Pattern::rggb>(packed.data(), 511, 513, r.data(), g.data(), b.data(),
-                                                        kRefusing);
-    EXPECT_EQ(g.values(), model::histogram_raw(s, 511, 513, 0, 256).green);
-    EXPECT_EQ(g_memory.asked, 0);
-    EXPECT_EQ(g_memory.released, 0);
-    for (auto *x : {&h, &r, &g, &b}) EXPECT_TRUE(x->g.guard_intact());
+    const WithMemory with{&kRefusing, 0};
+    for (const auto &f : runs8(with)) check_run(f, (1 << 18) - 1, 0, rng);
+    for (const auto &f : images8(with)) check_image(f, ((1 << 18) - 1) / 3, 0, rng);
+    for (const auto &f : raws8(with)) check_raw(f, 511, 513, 0, rng);  // 255 x 256 cells, 261,120 samples
 }
 
 }  // namespace
