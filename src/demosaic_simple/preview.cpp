@@ -1,6 +1,6 @@
 // preview: a half-size picture, one pixel per tile in the tile's colour
-// (tile_colour.h); the output pitch is width / 2 pixels.
-#include "demosaic_simple/tile_colour.h"
+// (tile_spread.h); the output pitch is width / 2 pixels.
+#include "demosaic_simple/tile_spread.h"
 #include "frame/isa_entry.h"
 
 namespace korvimg {
@@ -9,7 +9,7 @@ namespace {
 template <class D, Pattern P>
 bool preview(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination,
              Isa isa = best_isa()) {
-    return tile_walk<TileColour<true>, D, P>(source, width, height, destination, isa);
+    return tile_walk<TileSpread<TileOp::preview>, D, P>(source, width, height, destination, isa);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// simple: all four pixels of a tile get the tile's colour (tile_colour.h).
-#include "demosaic_simple/tile_colour.h"
+// simple: all four pixels of a tile get the tile's colour (tile_spread.h).
+#include "demosaic_simple/tile_spread.h"
 #include "frame/isa_entry.h"
 
 namespace korvimg {
@@ -8,7 +8,7 @@ namespace {
 template <class D, Pattern P>
 bool simple(const typename D::Sample *source, int32_t width, int32_t height, typename D::Sample *destination,
             Isa isa = best_isa()) {
-    return tile_walk<TileColour<false>, D, P>(source, width, height, destination, isa);
+    return tile_walk<TileSpread<TileOp::simple>, D, P>(source, width, height, destination, isa);
 }
 
 }  // namespace
