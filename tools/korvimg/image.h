@@ -8,6 +8,17 @@
 
 namespace kvcli {
 
+// A sample of `from` bits taken to `to` bits (from <= to <= 16) by repeating its bits
+// below it: a 9-bit 511 becomes the 10-bit 1023 and 256 becomes 513, a 12-bit 4095
+// the 16-bit 65535. Zero stays zero, full scale stays full scale, the order of values
+// is kept, and a shift right by to - from gives the sample back.
+inline uint32_t widen(uint32_t v, int from, int to) {
+    uint32_t r = v;
+    int have = from;
+    for (; have < to; have += from) r = r << from | v;
+    return r >> (have - to);
+}
+
 // One raw frame: width x height samples, rows packed. 8-bit samples live in s8;
 // deeper ones (10, 12 or 16 significant bits) in s16, one word each.
 struct RawFrame {
@@ -74,7 +85,9 @@ struct FilePixels {
 
 // Library order (B, G, R[, X]) to file order (grey or R, G, B[, A]). Alpha is opaque:
 // the library's fourth channel carries no information (every method writes 0).
-// 16-bit values are clamped to their significant bits and moved to the top of the word.
+// 16-bit values are clamped to their significant bits and widened to the whole word
+// (the value in the top bits, repeated below it), so that full scale is 65535 and
+// alpha fully opaque in every format.
 // The second form fills `out`, reusing its memory.
 FilePixels to_file_pixels(const ColourImage &image);
 void to_file_pixels(const ColourImage &image, FilePixels &out);

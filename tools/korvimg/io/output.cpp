@@ -226,7 +226,6 @@ void to_file_pixels(const ColourImage &image, FilePixels &out) {
     out.significant = image.bits == 8 ? 8 : image.significant;
     const size_t n = image.pixels();
     const size_t k = static_cast<size_t>(out.channels);
-    const int shift = 16 - out.significant;
     const uint32_t top = (1u << out.significant) - 1u;
     auto put = [&](auto &dst, const auto &src, auto convert) {
         dst.resize(n * k);
@@ -248,7 +247,8 @@ void to_file_pixels(const ColourImage &image, FilePixels &out) {
         put(out.p8, image.p8, [](uint32_t v) { return static_cast<uint8_t>(v); });
     } else {
         out.p8.clear();
-        put(out.p16, image.p16, [&](uint32_t v) { return static_cast<uint16_t>((v > top ? top : v) << shift); });
+        put(out.p16, image.p16,
+            [&](uint32_t v) { return static_cast<uint16_t>(widen(v > top ? top : v, out.significant, 16)); });
     }
 }
 

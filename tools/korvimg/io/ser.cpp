@@ -142,8 +142,8 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
                                        std::to_string(depth) + "-bit samples");
         info.bits = options.bits;
     } else if (depth < info.bits) {
-        // 9-bit samples become 10-bit ones, 13-bit ones 16-bit ones and so on, moved
-        // up so that the file's full scale is (nearly) the working full scale.
+        // 9-bit samples become 10-bit ones, 13-bit ones 16-bit ones and so on, widened
+        // so that the file's full scale is the working full scale.
         info.shift = info.bits - depth;
     }
     info.frames = static_cast<uint32_t>(frames);
@@ -156,8 +156,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
 
     info.notes.push_back("pixel depth " + std::to_string(depth) + " bits, " +
                          std::to_string(info.stored_bits / 8) + " byte(s) per sample" +
-                         (info.shift != 0 ? ", moved up " + std::to_string(info.shift) + " bit(s) to " +
-                                                std::to_string(info.bits) + " bits"
+                         (info.shift != 0 ? ", widened to " + std::to_string(info.bits) + " bits"
                                           : std::string()));
     bool big = false;
     if (info.stored_bits == 16) {

@@ -32,7 +32,7 @@ struct SourceInfo {
     int32_t height = 0;
     int bits = 8;            // significant bits of a sample: 8, 10, 12 or 16
     int stored_bits = 8;     // bits per stored sample (8 or 16)
-    int shift = 0;           // samples of a depth between the working ones are moved up by this
+    int shift = 0;           // bits that samples of a depth between the working ones gain (widen())
     uint32_t frames = 0;
     int pattern = -1;        // pattern code the file names; -1: none
     bool monochrome = false;  // the file says the sensor has no colour filters
@@ -45,7 +45,7 @@ class Source {
     virtual ~Source() = default;
     const SourceInfo &info() const { return info_; }
     // Frame `index` (0-based) into `frame`, samples above the file's depth clamped to
-    // its largest value, then moved up by info().shift bits. Throws a file error on a
+    // its largest value, then widened by info().shift bits. Throws a file error on a
     // read failure.
     void read(uint32_t index, RawFrame &frame);
     // Samples clamped so far (a file whose samples exceed its stated depth).

@@ -227,7 +227,12 @@ Picture expected_picture(const std::vector<uint32_t> &library, int32_t width, in
     p.bits = bits;
     const uint32_t top = bits == 8 ? 255 : (1u << significant) - 1;
     const int shift = bits == 8 ? 0 : 16 - significant;
-    auto scale = [&](uint32_t v) { return (v > top ? top : v) << shift; };
+    // A 16-bit value: the sample in the top bits, its top bits again below it (the
+    // significant bits are at least 8, so once is enough).
+    auto scale = [&](uint32_t v) {
+        v = v > top ? top : v;
+        return bits == 8 ? v : (v << shift | v >> (significant - shift)) & 0xffffu;
+    };
     const size_t n = static_cast<size_t>(width) * static_cast<size_t>(height);
     for (size_t i = 0; i < n; ++i) {
         const uint32_t *px = &library[i * static_cast<size_t>(channels)];

@@ -139,27 +139,35 @@ TEST(FitsReader, DepthsPatternsAndStacks) {
               std::string::npos);
 }
 
-// Depths between the working ones are moved up, so that full scale stays (nearly)
-// full scale; with --bits the samples are taken as they stand.
-TEST(SerReader, SamplesOfInBetweenDepthsAreMovedUp) {
+// Depths between the working ones are widened by repeating their bits below them, so
+// that full scale stays full scale; with --bits the samples are taken as they stand.
+TEST(SerReader, SamplesOfInBetweenDepthsAreWidened) {
     kvtest::TempDir d;
-    for (auto [depth, bits] : {std::pair{9, 10}, {11, 12}, {13, 16}, {15, 16}, {6, 8}}) {
-        const uint16_t top = static_cast<uint16_t>((1u << depth) - 1);
-        const Samples in{top, 1, 0, static_cast<uint16_t>(top + 1)};  // the last is above the depth
-        kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2, depth), {in}));
+    struct Case {
+        int depth, bits;
+        Samples in, read;  // the last sample of `in` is above the depth
+    };
+    for (const Case &c : {Case{9, 10, {511, 1, 0, 256, 512}, {1023, 2, 0, 513, 1023}},
+                          Case{11, 12, {2047, 1, 1024, 2048}, {4095, 2, 2049, 4095}},
+                          Case{13, 16, {8191, 1, 4096, 8192}, {65535, 8, 32772, 65535}},
+                          Case{15, 16, {32767, 1, 16384, 32768}, {65535, 2, 32769, 65535}},
+                          Case{7, 8, {127, 1, 64, 128}, {255, 2, 129, 255}},
+                          Case{3, 8, {7, 1, 4, 8}, {255, 36, 146, 255}},
+                          Case{1, 8, {1, 0, 2}, {255, 0, 255}}}) {
+        const uint32_t stored = c.depth <= 8 ? 8 : 16;
+        const int32_t n = static_cast<int32_t>(c.in.size());
+        kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, n, 1, c.depth), {c.in}));
         auto s = kvcli::open_source(d.path("a.ser"), {});
-        EXPECT_EQ(s->info().bits, bits);
-        EXPECT_EQ(s->info().shift, bits - depth);
-        const int k = bits - depth;
-        EXPECT_EQ(frame_samples(*s, 0), (Samples{static_cast<uint16_t>(top << k), static_cast<uint16_t>(1 << k), 0,
-                                                 static_cast<uint16_t>(top << k)}))
-            << depth;
-        EXPECT_EQ(s->clamped(), 1u);
+        EXPECT_EQ(s->info().bits, c.bits) << c.depth;
+        EXPECT_EQ(s->info().stored_bits, static_cast<int>(stored)) << c.depth;
+        EXPECT_EQ(s->info().shift, c.bits - c.depth);
+        EXPECT_EQ(frame_samples(*s, 0), c.read) << c.depth;
+        EXPECT_EQ(s->clamped(), 1u) << c.depth;
         kvcli::OpenOptions o;
-        o.bits = bits;
+        o.bits = c.bits;
         auto given = kvcli::open_source(d.path("a.ser"), o);
         EXPECT_EQ(given->info().shift, 0);
-        EXPECT_EQ(frame_samples(*given, 0)[0], top);
+        EXPECT_EQ(frame_samples(*given, 0)[0], c.in[0]) << c.depth;
     }
 }
 
@@ -206,14 +214,16 @@ TEST(PngReader, GreyDepthsAndRefusals) {
     EXPECT_EQ(s->info().bits, 16);
     EXPECT_EQ(frame_samples(*s, 0), (Samples{65535, 7}));
     // With an sBIT chunk of 9 to 12 bits the values come down from the top of the
-    // words; 9 and 11 significant bits are read at 10 and 12 bits, full scale kept.
+    // words (whatever the bits below them hold); 9 and 11 significant bits are widened
+    // to 10 and 12 bits, full scale kept.
     struct Case {
         int significant, bits;
         Samples stored, read;
     };
-    for (const Case &c : {Case{10, 10, {1023 << 6, 5 << 6}, {1023, 5}}, Case{9, 10, {511 << 7, 5 << 7}, {1022, 10}},
-                          Case{11, 12, {2047 << 5, 5 << 5}, {4094, 10}}}) {
-        kvtest::write_grey_png(d.path("c.png"), 2, 1, 16, c.significant, c.stored);
+    for (const Case &c : {Case{10, 10, {1023 << 6, 5 << 6 | 63}, {1023, 5}},
+                          Case{9, 10, {511 << 7, 5 << 7, 65535, 256 << 7 | 127}, {1023, 10, 1023, 513}},
+                          Case{11, 12, {2047 << 5, 5 << 5 | 31, 1024 << 5}, {4095, 10, 2049}}}) {
+        kvtest::write_grey_png(d.path("c.png"), static_cast<int32_t>(c.stored.size()), 1, 16, c.significant, c.stored);
         s = kvcli::open_source(d.path("c.png"), {});
         EXPECT_EQ(s->info().bits, c.bits) << c.significant;
         EXPECT_EQ(frame_samples(*s, 0), c.read) << c.significant;
