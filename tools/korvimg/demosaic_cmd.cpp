@@ -193,7 +193,9 @@ int run_demosaic(const std::vector<std::string> &args) {
         std::unique_ptr<Source> source = open_source(in, oo);
         const SourceInfo &info = source->info();
         Settings s = settings_from(a, info);
-        check_format(format, out, s.alpha ? 4 : s.method == KORVIMG_MONO ? 1 : 3, s.out_bits);
+        if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction())
+            throw usage_error(out + ": --hsl and --matrix colour the picture, which a PGM file cannot hold (use .png)");
+        check_format(format, out, s.alpha ? 4 : s.grey_output() ? 1 : 3, s.out_bits);
         if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
             throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
         check_frame_size(info, s.method);

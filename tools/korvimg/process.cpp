@@ -141,7 +141,7 @@ const RawFrame &tone_and_depth(RawFrame &frame, const Settings &s, RawFrame &red
 void demosaic_frame(const RawFrame &frame, const Settings &s, ColourImage &image, std::vector<uint16_t> &widened) {
     const int channels = s.alpha ? 4 : 3;
     image.allocate(output_width(s.method, frame.width), output_height(s.method, frame.height), channels, s.out_bits);
-    image.grey = s.method == KORVIMG_MONO && !s.alpha;
+    image.grey = s.grey_output();
     if (s.out_bits == 8) {
         demosaic(s.method, s.alpha ? 32 : 24, s.pattern, frame.s8.data(), frame.width, frame.height, image.p8.data());
     } else {

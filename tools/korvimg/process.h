@@ -29,6 +29,9 @@ struct Settings {
     bool matrix = false;
     std::array<double, 12> matrix_values{};
     bool colour_correction() const { return hsl || matrix; }
+    // Pictures of one grey channel: mono, unless alpha asks for four channels or colour
+    // correction makes the grey pixels coloured.
+    bool grey_output() const { return method == KORVIMG_MONO && !alpha && !colour_correction(); }
 };
 
 // Row spike filter in place (median_filter8 or median_filter16).

@@ -139,6 +139,8 @@ TEST(BadInput, UnwritableOutputPath) {
     expect_refused(d, d.path("in.pgm"), "cannot write into", {"-m", "simple"}, 1, "no/such/dir/out.png");
     expect_refused(d, d.path("in.pgm"), "unknown output format", {"-m", "simple"}, 2, "out.jpg");
     expect_refused(d, d.path("in.pgm"), "a PPM file has no alpha channel", {"-m", "simple", "--alpha"}, 2, "out.ppm");
+    expect_refused(d, d.path("in.pgm"), "out.pgm: --hsl and --matrix colour the picture, which a PGM file cannot hold",
+                   {"-m", "mono", "--hsl", "30,1,1,0"}, 2, "out.pgm");
     // The output name is an existing directory: nothing may be left in it either.
     ASSERT_EQ(kvtest::run_program({"demo", "-o", d.path("taken")}).status, 0);
     const auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("taken"), "-m", "simple"});

@@ -408,6 +408,30 @@ TEST(Program, ColourCorrectionByHslAndMatrix) {
                      kvtest::expected_picture(std::vector<uint32_t>(b.begin(), b.end()), w, h, 3, 8, 8, false)));
 }
 
+// Mono pictures are grey, but colour correction colours them: they are then written in
+// colour, all three channels kept.
+TEST(Program, ColourCorrectedMonoIsWrittenInColour) {
+    kvtest::TempDir d;
+    std::mt19937 rng(13);
+    const int32_t w = 7, h = 5;
+    const Samples f = random_pgm(d, "in.pgm", w, h, 255, rng);
+    const auto lib = kvtest::library_demosaic(KORVIMG_MONO, 24, 0, f, w, h);
+    std::vector<uint8_t> img(lib.begin(), lib.end());
+    ColorCorrectionContext *ctx = color_correction_init();
+    ASSERT_NE(ctx, nullptr);
+    const double m[12] = {1, 0, 0, 0, 0.5, 0, 0, 0, 0.25, 0, 0, 9};
+    color_correction_setmatrix(ctx, m);
+    color_correction_usematrix(ctx, 1);
+    color_correction24(ctx, img.data(), w, h);
+    color_correction_done(ctx);
+    const Picture want = kvtest::expected_picture(std::vector<uint32_t>(img.begin(), img.end()), w, h, 3, 8, 8, false);
+    for (const char *out : {"a.png", "a.ppm", "a.tif"}) {
+        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path(out), "-m", "mono", "--matrix", "1,0,0,0,0.5,0,0,0,0.25,0,0,9",
+               "-q");
+        EXPECT_TRUE(same(kvtest::read_picture(d.path(out)), want)) << out;
+    }
+}
+
 // ---- conventions --------------------------------------------------------------------------
 
 // The library's grey-world sums are 32-bit and wrap on a large frame of deep samples;
