@@ -1,4 +1,5 @@
 // korvimg demosaic: raw frames from a capture file to pictures.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -66,7 +67,9 @@ void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t 
     const std::string lo = text.substr(0, colon), hi = text.substr(colon + 1);
     if (!lo.empty()) first = static_cast<uint32_t>(parse_integer(lo, "--frames", 0, 0xffffffffLL));
     if (!hi.empty()) end = static_cast<uint32_t>(parse_integer(hi, "--frames", 0, 0xffffffffLL));
-    if (first >= end || end > frames)
+    if (first >= end)
+        throw usage_error("--frames " + text + ": no frames selected (A:B is frames A to B - 1, so A must be below B)");
+    if (end > frames)
         throw usage_error("--frames " + text + ": the file has frames 0 to " + std::to_string(frames - 1));
 }
 
@@ -85,6 +88,8 @@ std::string numbered(const std::string &path, uint32_t index, uint32_t last) {
 void check_output_directory(const std::string &path) {
     const size_t slash = path.find_last_of('/');
     const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    struct stat st {};
+    if (stat(dir.c_str(), &st) == 0 && !S_ISDIR(st.st_mode)) throw file_error(path, dir + " is not a directory");
     if (access(dir.c_str(), W_OK | X_OK) != 0)
         throw file_error(path, "cannot write into " + dir + ": " + std::strerror(errno));
 }
@@ -118,13 +123,16 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
             s.white_balance_auto = true;
         } else {
             const auto g = parse_numbers(a.get("wb"), "--wb", 2);
-            if (g[0] <= 0 || g[1] <= 0 || g[0] > 64 || g[1] > 64) throw usage_error("--wb: gains from 0 to 64 expected");
+            if (!(g[0] > 0 && g[1] > 0 && g[0] <= 64 && g[1] <= 64))
+                throw usage_error("--wb: gains above 0 and at most 64 expected");
             s.red_gain = g[0];
             s.blue_gain = g[1];
         }
     }
     if (a.has("bcg")) {
-        if (info.bits == 16) throw usage_error("--bcg needs 8, 10 or 12-bit samples (the library has no 16-bit tables)");
+        if (info.bits == 16)
+            throw usage_error(info.path + ": --bcg needs 8, 10 or 12-bit samples, and this file's are 16-bit " +
+                              "(--bits 10 or 12 takes them at that depth; the library has no 16-bit tables)");
         const auto v = parse_numbers(a.get("bcg"), "--bcg", 3);
         for (double x : v)
             if (x != std::floor(x) || x < -127 || x > 127) throw usage_error("--bcg: whole numbers from -127 to 127");
@@ -138,7 +146,8 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
         if (info.bits == 8 || s.out_bits != 8)
             throw usage_error("--reduce applies to 10, 12 or 16-bit samples written with --out-depth 8");
         if (s.reduce_best && info.bits == 16)
-            throw usage_error("--reduce best needs 10 or 12-bit samples (the library's tables stop at 12 bits)");
+            throw usage_error(info.path + ": --reduce best needs 10 or 12-bit samples, and this file's are 16-bit " +
+                              "(--bits 10 or 12 takes them at that depth; the library's tables stop at 12 bits)");
     }
     if (a.has("hsl") && a.has("matrix")) throw usage_error("--hsl and --matrix exclude each other");
     if (a.has("hsl")) {
@@ -204,16 +213,28 @@ int run_demosaic(const std::vector<std::string> &args) {
         frame_range(a, info.frames, first, end);
         const uint32_t count = end - first;
         const bool stack = a.has("stack");
-        // The library's sums are 32-bit: 65537 frames of 65535, or 16843009 of 255, fill them.
-        if (stack && info.stored_bits > 8 && count > 65537)
-            throw usage_error("--stack: at most 65537 frames of 16-bit samples fit the library's 32-bit sums");
-        if (stack && info.stored_bits == 8 && count > 16843009)
-            throw usage_error("--stack: at most 16843009 frames of 8-bit samples fit the library's 32-bit sums");
+        // The library's sums are 32-bit. Samples read are at most the largest of their
+        // depth, so 65537 frames of 16-bit samples fit, 1048832 of 12-bit ones, and so on.
+        if (stack) {
+            const uint32_t largest = (1u << info.bits) - 1u;
+            const uint32_t most = 0xffffffffu / largest;
+            if (count > most)
+                throw usage_error(in + ": --stack of " + std::to_string(count) + " frames: at most " +
+                                  std::to_string(most) + " frames of " + std::to_string(info.bits) +
+                                  "-bit samples fit the library's 32-bit sums (see --frames)");
+        }
 
         // A frame as the later steps take it: read, then spike-filtered when asked.
         auto read_frame = [&](uint32_t index, RawFrame &frame) {
             source->read(index, frame);
             if (s.median >= 0) median_filter(frame, s.median);
+        };
+        // --wb auto: the gains of one frame (the stacked one, or the first of a
+        // sequence) serve every picture.
+        std::string measured_on, unmeasured;
+        auto measure = [&](const RawFrame &frame, const std::string &which) {
+            unmeasured = measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+            measured_on = which;
         };
         Progress progress(count, !quiet && count > 1);
         try {
@@ -242,7 +263,10 @@ int run_demosaic(const std::vector<std::string> &args) {
                     progress.advance();
                 }
                 progress.finish();
-                if (s.white_balance_auto) measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+                if (s.white_balance_auto)
+                    measure(frame, count > 1           ? "the stacked frame"
+                                   : info.frames > 1 ? "frame " + std::to_string(first)
+                                                     : "the frame");
                 std::unique_ptr<Correction> correction;
                 if (s.colour_correction()) correction = std::make_unique<Correction>(s);
                 process_frame(work, s, correction.get());
@@ -252,7 +276,7 @@ int run_demosaic(const std::vector<std::string> &args) {
                     // One measurement, from the first frame, serves the sequence.
                     RawFrame frame;
                     read_frame(first, frame);
-                    measure_white_balance(frame, s.pattern, s.red_gain, s.blue_gain);
+                    measure(frame, "frame " + std::to_string(first));
                 }
                 // The pictures are staged and put in place together once all are written:
                 // a run that fails leaves no part of the sequence behind, and replaces
@@ -269,7 +293,12 @@ int run_demosaic(const std::vector<std::string> &args) {
                     read_frame(first + job, work.frame);
                     if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
                     process_frame(work, s, corrections[w].get());
-                    write_picture(staged.staged(job), work.pixels, picture);
+                    try {
+                        write_picture(staged.staged(job), work.pixels, picture);
+                    } catch (const Failure &f) {
+                        // Named as the picture asked for, not by its hidden staging name.
+                        throw Failure(f.code(), staged.target(job), f.what());
+                    }
                     progress.advance();
                 });
                 progress.finish();
@@ -284,8 +313,17 @@ int run_demosaic(const std::vector<std::string> &args) {
         if (source->clamped() != 0 && !quiet)
             std::fprintf(stderr, "korvimg: %s: %llu samples above %d bits were taken as the largest %d-bit value\n",
                          in.c_str(), static_cast<unsigned long long>(source->clamped()), info.bits, info.bits);
-        if (s.white_balance && !quiet && s.white_balance_auto)
-            std::printf("white balance gains: red %.4f, blue %.4f\n", s.red_gain, s.blue_gain);
+        if (s.white_balance_auto && !quiet) {
+            if (!unmeasured.empty())
+                std::fprintf(stderr, "korvimg: %s: --wb auto: no %s signal in %s, %s left at 1\n", in.c_str(),
+                             unmeasured == "red and blue" ? "red or blue" : unmeasured.c_str(), measured_on.c_str(),
+                             unmeasured == "red and blue" ? "both gains" : "its gain");
+            std::string where;  // which frame, where the file has more than one
+            if (info.frames > 1) where = " (measured on " + measured_on + ")";
+            if (!stack && count > 1)
+                where = " (measured on " + measured_on + ", used for all " + std::to_string(count) + " frames)";
+            std::printf("white balance gains%s: red %.4f, blue %.4f\n", where.c_str(), s.red_gain, s.blue_gain);
+        }
         return kOk;
     } catch (const std::bad_alloc &) {
         throw file_error(in, "not enough memory for its frames");

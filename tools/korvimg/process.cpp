@@ -46,7 +46,7 @@ void grey_world_64(const RawFrame &frame, int pattern, double &red_gain, double 
 
 }  // namespace
 
-void measure_white_balance(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain) {
+std::string measure_white_balance(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain) {
     // The library's sums are 32-bit and wrap, as its contract says; a large frame of
     // deep samples can pass 2^32 (a 2048 x 2048 frame of 12-bit samples can). Where
     // no sum can wrap the library measures; elsewhere the same walk is summed in 64
@@ -63,8 +63,10 @@ void measure_white_balance(const RawFrame &frame, int pattern, double &red_gain,
         if (frame.wide()) wb16[pattern](frame.s16.data(), frame.width, frame.height, &red_gain, &blue_gain);
         else wb8[pattern](frame.s8.data(), frame.width, frame.height, &red_gain, &blue_gain);
     }
-    if (red_gain < 0) red_gain = 1;
-    if (blue_gain < 0) blue_gain = 1;
+    const bool no_red = red_gain < 0, no_blue = blue_gain < 0;
+    if (no_red) red_gain = 1;
+    if (no_blue) blue_gain = 1;
+    return no_red && no_blue ? "red and blue" : no_red ? "red" : no_blue ? "blue" : "";
 }
 
 void apply_gains(RawFrame &frame, int pattern, double red_gain, double blue_gain) {

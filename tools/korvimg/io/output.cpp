@@ -73,7 +73,13 @@ extern "C" void on_terminating_signal(int signal_number) {
 }  // namespace
 
 void remove_temporaries_on_signals() {
-    for (int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, on_terminating_signal);
+    // The signals that end the program by default. One that the program was started
+    // with ignored (a hangup under nohup, a broken pipe a shell ignores) stays ignored.
+    for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) {
+        struct sigaction old {};
+        if (sigaction(s, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue;
+        std::signal(s, on_terminating_signal);
+    }
 }
 
 AtomicFile::AtomicFile(const std::string &path) : path_(path) {

@@ -59,8 +59,9 @@ class StagedFiles {
     bool registered_ = false;
 };
 
-// Makes SIGINT, SIGTERM and SIGHUP remove the temporary files of unfinished
-// AtomicFiles and StagedFiles before the program ends.
+// Makes SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE and SIGXFSZ remove the temporary
+// files of unfinished AtomicFiles and StagedFiles before the program ends (those of
+// them the program was started with ignored stay ignored).
 void remove_temporaries_on_signals();
 
 enum class FileFormat { png, tiff, ppm, pgm, pam };

@@ -92,7 +92,23 @@ struct Encoding {
     const FilePixels *in;
     int level;
     std::vector<png_bytep> rows;
+    int write_errno = 0;  // why the file refused bytes (a full disk, say), if it did
 };
+
+void write_bytes(png_structp png, png_bytep data, size_t length) {
+    auto *e = static_cast<Encoding *>(png_get_io_ptr(png));
+    if (std::fwrite(data, 1, length, e->file) != length) {
+        e->write_errno = errno != 0 ? errno : EIO;
+        png_error(png, "write error");
+    }
+}
+void flush_bytes(png_structp png) {
+    auto *e = static_cast<Encoding *>(png_get_io_ptr(png));
+    if (std::fflush(e->file) != 0) {
+        e->write_errno = errno != 0 ? errno : EIO;
+        png_error(png, "write error");
+    }
+}
 
 bool encode(Encoding *e) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &e->error, on_error, on_warning);
@@ -103,7 +119,7 @@ bool encode(Encoding *e) {
         return false;
     }
     const FilePixels &in = *e->in;
-    png_init_io(png, e->file);
+    png_set_write_fn(png, e, write_bytes, flush_bytes);
     png_set_compression_level(png, e->level);
     // Row filters only help the compressor; stored data gains nothing from them.
     if (e->level == 0) png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
@@ -150,7 +166,9 @@ FilePixels read_png(const std::string &path) {
 
 void write_png(AtomicFile &file, const FilePixels &pixels, int level) {
     Encoding e{file.stream(), "", &pixels, level, {}};
-    if (!encode(&e)) throw file_error(file.path(), "cannot write PNG: " + e.error);
+    if (encode(&e)) return;
+    if (e.write_errno != 0) throw file_error(file.path(), std::string("cannot write: ") + std::strerror(e.write_errno));
+    throw file_error(file.path(), "cannot write PNG: " + e.error);
 }
 
 }  // namespace kvcli

@@ -2,8 +2,10 @@
 // 8 or 16 bits per sample, one strip per row group, deflate-compressed.
 #include <tiffio.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <vector>
 
@@ -54,6 +56,7 @@ void write_tiff(AtomicFile &file, const FilePixels &pixels) {
     const size_t row = static_cast<size_t>(pixels.width) * channels;
     std::vector<uint8_t> scratch(row * static_cast<size_t>(pixels.bits / 8));
     bool ok = true;
+    errno = 0;  // a write the file refused (a full disk, say) leaves its reason here
     for (int32_t y = 0; y < pixels.height && ok; ++y) {
         // TIFFWriteScanline may change the buffer (the predictor works in place).
         const uint8_t *src = pixels.bits == 8 ? &pixels.p8[static_cast<size_t>(y) * row]
@@ -62,7 +65,9 @@ void write_tiff(AtomicFile &file, const FilePixels &pixels) {
         ok = TIFFWriteScanline(tif, scratch.data(), static_cast<uint32_t>(y), 0) == 1;
     }
     if (ok) ok = TIFFWriteDirectory(tif) == 1;
+    const int refused = ok ? 0 : errno;
     TIFFClose(tif);
+    if (refused != 0) throw file_error(file.path(), std::string("cannot write: ") + std::strerror(refused));
     if (!ok) throw file_error(file.path(), "cannot write TIFF: " + tiff_message);
 }
 

@@ -147,12 +147,77 @@ TEST(BadInput, UnwritableOutputPath) {
     EXPECT_NE(r.status, 0);
 }
 
+// A file that takes no more bytes (a full disk, here a file size limit): the error
+// gives the reason and names the picture asked for, also in a sequence, whose pictures
+// wait under hidden names; nothing is left behind.
+TEST(BadInput, OutputThatTakesNoMoreBytes) {
+    kvtest::TempDir d;
+    std::mt19937 rng(5);
+    const Samples f = kvtest::random_frame(64, 64, 255, rng);  // noise: over 8 KB in any format
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(64, 64, 255, f));
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes({f, f, f}, 1, false));
+    const kvtest::Disposition no_signal(SIGXFSZ, SIG_IGN);
+    const kvtest::FileSizeLimit limit(8192);
+    for (const char *out : {"out.png", "out.tif", "out.ppm"})
+        expect_refused(d, d.path("in.pgm"), d.path(out) + ": cannot write: File too large", {"-m", "bilinear"}, 1, out);
+    expect_refused(d, d.path("in.raw"), d.path("out-0000.png") + ": cannot write: File too large",
+                   {"--width", "64", "--height", "64", "--bits", "8", "-m", "bilinear", "-j", "1"}, 1, "out.png");
+}
+
+// Options that the file's samples cannot take name the file and say what would do.
+TEST(BadInput, OptionsTheSamplesCannotTake) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("in16.pgm"), kvtest::pgm_bytes(4, 4, 65535, Samples(16, 1000)));
+    expect_refused(d, d.path("in16.pgm"),
+                   d.path("in16.pgm") + ": --bcg needs 8, 10 or 12-bit samples, and this file's are 16-bit (--bits 10 or 12",
+                   {"-m", "nearest", "-d", "8", "--bcg", "0,10,-20"}, 2);
+    expect_refused(d, d.path("in16.pgm"), d.path("in16.pgm") + ": --reduce best needs 10 or 12-bit samples",
+                   {"-m", "nearest", "-d", "8", "--reduce", "best"}, 2);
+    // --bits 12 takes them: the same command then works.
+    const auto r = kvtest::run_program({"demosaic", d.path("in16.pgm"), "-o", d.path("out.png"), "-m", "nearest", "-d",
+                                        "8", "--bcg", "0,10,-20", "--bits", "12", "-q"});
+    EXPECT_EQ(r.status, 0) << r.err;
+}
+
+// --stack: the library's 32-bit sums take 65537 frames of 16-bit samples, 1048832 of
+// 12-bit ones; the limit follows the samples' depth.
+TEST(BadInput, StackLimitFollowsTheDepth) {
+    kvtest::TempDir d;
+    const uint32_t frames = 65538;
+    for (int depth : {16, 12}) {
+        const uint16_t value = static_cast<uint16_t>((1u << depth) - 1);
+        kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2, depth),
+                                                               std::vector<Samples>(frames, Samples(4, value))));
+        if (depth == 16) {
+            expect_refused(d, d.path("in.ser"),
+                           d.path("in.ser") + ": --stack of 65538 frames: at most 65537 frames of 16-bit samples fit",
+                           {"-m", "mono", "--stack"}, 2, "out.pgm");
+            continue;
+        }
+        // 65538 frames of the largest 12-bit sample sum to 268,386,270: their mean is that sample.
+        const auto r = kvtest::run_program(
+            {"demosaic", d.path("in.ser"), "-o", d.path("out.pgm"), "-m", "mono", "--stack", "-q"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        const kvtest::Picture p = kvtest::read_picture(d.path("out.pgm"));
+        EXPECT_EQ(p.samples, std::vector<uint32_t>(4, 65535));
+    }
+}
+
 TEST(BadInput, MissingInputAndContradictingOptions) {
     kvtest::TempDir d;
     expect_refused(d, d.path("nothing.ser"), d.path("nothing.ser") + ": cannot open: No such file or directory");
     kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
     expect_refused(d, d.path("in.pgm"), "--wb needs a colour method", {"-m", "mono", "--wb", "auto"}, 2);
-    expect_refused(d, d.path("in.pgm"), "--frames 3:9", {"-m", "nearest", "--frames", "3:9"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--frames 3:9: the file has frames 0 to 0", {"-m", "nearest", "--frames", "3:9"}, 2);
+    for (const char *range : {"1:1", "2:1"})
+        expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + ": no frames selected",
+                       {"-m", "nearest", "--frames", range}, 2);
+    for (const char *gains : {"0,1", "1,-2", "65,1"})
+        expect_refused(d, d.path("in.pgm"), "--wb: gains above 0 and at most 64 expected", {"-m", "nearest", "--wb", gains},
+                       2);
+    kvtest::write_file(d.path("afile"), {'x'});
+    expect_refused(d, d.path("in.pgm"), d.path("afile/out.png") + ": " + d.path("afile") + " is not a directory",
+                   {"-m", "simple"}, 1, "afile/out.png");
     expect_refused(d, d.path("in.pgm"), "--reduce applies", {"-m", "nearest", "--reduce", "best"}, 2);
     expect_refused(d, d.path("in.pgm"), "--method: expected", {"-m", "fancy"}, 2);
     expect_refused(d, d.path("in.pgm"), "--bcg: expected 3", {"--bcg", "1,2"}, 2);

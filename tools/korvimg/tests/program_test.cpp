@@ -453,6 +453,40 @@ TEST(Program, WhiteBalanceOfAFrameWhoseSumsPass32Bits) {
     EXPECT_NE(r.out.find("white balance gains: red 2.0000, blue 1.3333"), std::string::npos) << r.out;
 }
 
+// --wb auto measures one frame and says which: the first of a sequence serves all of
+// it. A gain it cannot measure (no signal at its sites) is 1, with a warning.
+TEST(Program, AutomaticWhiteBalanceSaysWhatItMeasured) {
+    kvtest::TempDir d;
+    const int32_t w = 4, h = 4;
+    Samples dark_red(16), bright(16);
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {  // rggb: red 0 or 50, green 100, blue 25
+            const bool red = y % 2 == 0 && x % 2 == 0, blue = y % 2 == 1 && x % 2 == 1;
+            dark_red[static_cast<size_t>(y * w + x)] = red ? 0 : blue ? 25 : 100;
+            bright[static_cast<size_t>(y * w + x)] = red ? 50 : blue ? 25 : 100;
+        }
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h), {dark_red, bright, bright}));
+    auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("a.png"), "-m", "nearest", "--wb", "auto"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("white balance gains (measured on frame 0, used for all 3 frames): red 1.0000, blue 4.0000"),
+              std::string::npos)
+        << r.out;
+    EXPECT_EQ(r.err, "korvimg: " + d.path("in.ser") + ": --wb auto: no red signal in frame 0, its gain left at 1\n");
+    r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("b.png"), "-m", "nearest", "--wb", "auto",
+                             "--frames", "1:3"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("white balance gains (measured on frame 1, used for all 2 frames): red 2.0000, blue 4.0000"),
+              std::string::npos)
+        << r.out;
+    EXPECT_EQ(r.err, "");
+    r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("c.png"), "-m", "nearest", "--wb", "auto",
+                             "--frames", "1:3", "--stack"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("white balance gains (measured on the stacked frame): red 2.0000, blue 4.0000"),
+              std::string::npos)
+        << r.out;
+}
+
 // info's histogram summary: 16-bit samples at full resolution, and a colour frame of
 // odd size without its last column and row (where the 2x2 walk would leave the grid).
 TEST(Program, InfoSummariesAreExact) {
@@ -474,6 +508,28 @@ TEST(Program, InfoSummariesAreExact) {
     EXPECT_NE(r.out.find("red    min   100  median   104  mean    112.00  max   124"), std::string::npos) << r.out;
 }
 
+// A sequence of 300 pictures started in d from in.raw, out-0000.png ...; returns its
+// process once at least three pictures wait in its staging directory (0 if none
+// appeared).
+int start_sequence_and_wait_for_staging(const kvtest::TempDir &d) {
+    const int pid = kvtest::start_program({"demosaic", d.path("in.raw"), "--width", "256", "--height", "256", "--bits",
+                                           "8", "-m", "laplacian", "-j", "1", "-o", d.path("out.png")});
+    if (pid <= 0) return 0;
+    for (int tries = 0; tries < 20000; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::string staging;
+        for (const auto &e : d.entries())
+            if (e.rfind(".korvimg-", 0) == 0) staging = d.path(e);
+        if (staging.empty()) continue;
+        size_t staged = 0;
+        for (const auto &e : kvtest::list_directory(staging)) staged += e.find(".png") != std::string::npos;
+        if (staged >= 3) return pid;
+    }
+    kill(pid, SIGKILL);
+    kvtest::wait_program(pid);
+    return 0;
+}
+
 // Sequences are put in place only once every picture is written: a run ended by a
 // signal half-way leaves the files that were there as they were, and nothing else.
 TEST(Program, InterruptedSequenceLeavesTheOldFilesAlone) {
@@ -485,27 +541,39 @@ TEST(Program, InterruptedSequenceLeavesTheOldFilesAlone) {
     kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(std::vector<Samples>(frames, f), 1, false));
     for (int i = 0; i < 3; ++i) kvtest::write_file(d.path("out-000" + std::to_string(i) + ".png"), {'o', 'l', 'd'});
     const auto before = d.entries();
-    const int pid = kvtest::start_program({"demosaic", d.path("in.raw"), "--width", "256", "--height", "256", "--bits",
-                                           "8", "-m", "laplacian", "-j", "1", "-o", d.path("out.png")});
-    ASSERT_GT(pid, 0);
-    // Waits until a few pictures are staged, then interrupts.
-    std::string staging;
-    for (int tries = 0; tries < 20000; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        for (const auto &e : d.entries())
-            if (e.rfind(".korvimg-", 0) == 0) staging = d.path(e);
-        if (!staging.empty()) {
-            size_t staged = 0;
-            for (const auto &e : kvtest::list_directory(staging)) staged += e.find(".png") != std::string::npos;
-            if (staged >= 3) break;
+    for (int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        int pid = 0;
+        {
+            const kvtest::Disposition fatal(signal_number, SIG_DFL);  // as a shell would start it
+            pid = start_sequence_and_wait_for_staging(d);
         }
+        ASSERT_GT(pid, 0) << "no staging directory seen, signal " << signal_number;
+        kill(pid, signal_number);
+        EXPECT_EQ(kvtest::wait_program(pid), -signal_number);
+        EXPECT_EQ(d.entries(), before) << "signal " << signal_number;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(kvtest::read_file(d.path("out-000" + std::to_string(i) + ".png")),
+                      (std::vector<uint8_t>{'o', 'l', 'd'}));
     }
-    ASSERT_FALSE(staging.empty()) << "no staging directory seen";
-    kill(pid, SIGINT);
-    EXPECT_EQ(kvtest::wait_program(pid), -SIGINT);
-    EXPECT_EQ(d.entries(), before);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(kvtest::read_file(d.path("out-000" + std::to_string(i) + ".png")), (std::vector<uint8_t>{'o', 'l', 'd'}));
+}
+
+// A signal the program was started with ignored (a hangup under nohup) stays ignored:
+// the run goes on to the end.
+TEST(Program, IgnoredHangupStaysIgnored) {
+    kvtest::TempDir d;
+    std::mt19937 rng(14);
+    const Samples f = kvtest::random_frame(256, 256, 255, rng);
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(std::vector<Samples>(300, f), 1, false));
+    int pid = 0;
+    {
+        const kvtest::Disposition ignored(SIGHUP, SIG_IGN);
+        pid = start_sequence_and_wait_for_staging(d);
+    }
+    ASSERT_GT(pid, 0) << "no staging directory seen";
+    kill(pid, SIGHUP);
+    EXPECT_EQ(kvtest::wait_program(pid), 0);
+    EXPECT_TRUE(kvtest::exists(d.path("out-0000.png")));
+    EXPECT_TRUE(kvtest::exists(d.path("out-0299.png")));
 }
 
 TEST(Program, HelpVersionAndUsageErrors) {

@@ -107,6 +107,22 @@ Run run_program(const std::vector<std::string> &args) {
     return r;
 }
 
+Disposition::Disposition(int signal_number, void (*handler)(int)) : signal_(signal_number) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal_, &action, &old_);
+}
+Disposition::~Disposition() { sigaction(signal_, &old_, nullptr); }
+
+FileSizeLimit::FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &old_);
+    struct rlimit limit = old_;
+    limit.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+FileSizeLimit::~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
+
 int start_program(const std::vector<std::string> &args) { return spawn(args, "/dev/null", "/dev/null"); }
 
 int wait_program(int pid) {

@@ -1,6 +1,9 @@
 // Running the program and handling scratch files in the program's tests.
 #pragma once
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,6 +22,34 @@ int start_program(const std::vector<std::string> &args);
 // Waits for a started program: its exit status, or -(signal number) when a signal
 // ended it.
 int wait_program(int pid);
+
+// A signal's disposition in this process, and so in the programs it starts, for the
+// life of the object.
+class Disposition {
+  public:
+    Disposition(int signal_number, void (*handler)(int));
+    ~Disposition();
+    Disposition(const Disposition &) = delete;
+    Disposition &operator=(const Disposition &) = delete;
+
+  private:
+    int signal_;
+    struct sigaction old_ {};
+};
+
+// The largest file this process, and so the programs it starts, may write, for the
+// life of the object. A write beyond it fails (as on a full disk) where SIGXFSZ is
+// ignored.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes);
+    ~FileSizeLimit();
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+  private:
+    struct rlimit old_ {};
+};
 
 // A fresh directory, removed with its contents at the end of the test.
 class TempDir {
