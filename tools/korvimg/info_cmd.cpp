@@ -168,6 +168,9 @@ int run_info(const std::vector<std::string> &args) {
             throw usage_error("--frame " + std::to_string(frame_index) + ": the file has " + std::to_string(info.frames) +
                               " frame(s)");
 
+        // The frame first: a file that fails there prints no half report.
+        RawFrame frame;
+        source->read(frame_index, frame);
         std::printf("file:       %s\n", info.path.c_str());
         std::printf("format:     %s\n", info.format.c_str());
         std::printf("size:       %d x %d\n", info.width, info.height);
@@ -175,8 +178,6 @@ int run_info(const std::vector<std::string> &args) {
         std::printf("frames:     %u\n", info.frames);
         std::printf("pattern:    %s (%s)\n", pattern >= 0 ? kPatternNames[pattern] : "none", origin.c_str());
         for (const auto &note : info.notes) std::printf("note:       %s\n", note.c_str());
-        RawFrame frame;
-        source->read(frame_index, frame);
         std::printf("histogram of frame %u:\n", frame_index);
         histogram_summary(frame, pattern);
         if (source->clamped() != 0)

@@ -2,9 +2,15 @@
 // unsigned through BZERO 32768), two axes, or three for a stack of frames. The Bayer
 // pattern comes from BAYERPAT (or COLORTYP), shifted by XBAYROFF and YBAYROFF.
 // Rows are taken in the order they are stored.
+#include <fcntl.h>
 #include <fitsio.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
 #include <mutex>
 
 #include "failure.h"
@@ -40,38 +46,72 @@ int shifted_pattern(int pattern, int dx, int dy) {
     return pattern_of(s);
 }
 
+// Data that stop short of the whole 2880-byte records the standard pads them to (every
+// sample there, only the padding missing) are refused by cfitsio. Such files are read
+// directly, when their values are the stored integers plus a whole-number BZERO
+// (BSCALE 1): exactly the values cfitsio gives for them.
+struct Unpadded {
+    int fd = -1;
+    int64_t data_start = 0;
+    int64_t bzero = 0;
+};
+
 class FitsSource : public Source {
   public:
-    FitsSource(fitsfile *f, SourceInfo info) : f_(f) { info_ = std::move(info); }
+    FitsSource(fitsfile *f, SourceInfo info, Unpadded unpadded) : f_(f), unpadded_(unpadded) {
+        info_ = std::move(info);
+    }
     ~FitsSource() override {
         int status = 0;
         fits_close_file(f_, &status);
+        if (unpadded_.fd >= 0) close(unpadded_.fd);
     }
 
   protected:
     void read_frame(uint32_t index, RawFrame &frame) override {
         frame.allocate(info_.width, info_.height, info_.bits);
-        const LONGLONG n = static_cast<LONGLONG>(frame.count());
-        std::vector<int32_t> values(frame.count());
-        int status = 0, any_null = 0;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            fits_read_img(f_, TINT, 1 + n * static_cast<LONGLONG>(index), n, nullptr, values.data(), &any_null,
-                          &status);
-        }
-        if (status != 0)
-            throw file_error(info_.path, "cannot read frame " + std::to_string(index) + ": " + fits_text(status));
+        std::vector<int64_t> values(frame.count());
+        if (unpadded_.fd >= 0) read_directly(index, values);
+        else read_through_cfitsio(index, values);
         // Signed 16-bit images without BZERO can hold negative values: they become 0.
-        const int32_t top = info_.stored_bits == 8 ? 255 : 65535;
+        const int64_t top = info_.stored_bits == 8 ? 255 : 65535;
         for (size_t i = 0; i < values.size(); ++i) {
-            const int32_t v = values[i] < 0 ? 0 : values[i] > top ? top : values[i];
+            const int64_t v = values[i] < 0 ? 0 : values[i] > top ? top : values[i];
             if (frame.wide()) frame.s16[i] = static_cast<uint16_t>(v);
             else frame.s8[i] = static_cast<uint8_t>(v);
         }
     }
 
   private:
+    void read_through_cfitsio(uint32_t index, std::vector<int64_t> &values) {
+        const LONGLONG n = static_cast<LONGLONG>(values.size());
+        std::vector<int32_t> read(values.size());
+        int status = 0, any_null = 0;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            fits_read_img(f_, TINT, 1 + n * static_cast<LONGLONG>(index), n, nullptr, read.data(), &any_null, &status);
+        }
+        if (status != 0)
+            throw file_error(info_.path, "cannot read frame " + std::to_string(index) + ": " + fits_text(status));
+        std::copy(read.begin(), read.end(), values.begin());
+    }
+
+    // Bytes, or big-endian signed 16-bit integers, plus BZERO.
+    void read_directly(uint32_t index, std::vector<int64_t> &values) {
+        const size_t sample_bytes = info_.stored_bits / 8;
+        std::vector<uint8_t> bytes(values.size() * sample_bytes);
+        read_frame_bytes(unpadded_.fd, bytes.data(), bytes.size(),
+                         unpadded_.data_start + static_cast<int64_t>(index) * static_cast<int64_t>(bytes.size()),
+                         info_.path, index);
+        for (size_t i = 0; i < values.size(); ++i) {
+            const int64_t stored = sample_bytes == 1 ? int64_t{bytes[i]}
+                                                     : int64_t{static_cast<int16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1])};
+            values[i] = stored + unpadded_.bzero;
+        }
+    }
+
     fitsfile *f_;
+    Unpadded unpadded_;
     std::mutex mutex_;
 };
 
@@ -161,13 +201,13 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
         if (fits_read_key(f, TSTRING, keyword, value, nullptr, &key_status) != 0) keyword = nullptr;
     }
     if (keyword == nullptr) {
-        info.pattern_origin = "none in the file (no BAYERPAT)";
+        info.pattern_origin = "no BAYERPAT in the file";
     } else {
         std::string name = value;
         while (!name.empty() && name.back() == ' ') name.pop_back();
         const int named = pattern_of(name);
         if (named < 0) {
-            info.pattern_origin = std::string("none: ") + keyword + " '" + name + "' is not a Bayer pattern";
+            info.pattern_origin = std::string(keyword) + " '" + name + "' is not a Bayer pattern";
         } else {
             long xoff = 0, yoff = 0;
             key_status = 0;
@@ -181,8 +221,20 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
                     " with XBAYROFF " + std::to_string(xoff) + ", YBAYROFF " + std::to_string(yoff);
         }
     }
+    Unpadded unpadded;
+    if (st.st_size != 0 && st.st_size < data_end) {
+        if (bscale != 1 || bzero != std::floor(bzero) || std::fabs(bzero) > 2147483647.0)
+            throw file_error(path, "the data are not padded to a whole 2880-byte record, which is read only with "
+                                   "BSCALE 1 and a whole-number BZERO");
+        unpadded.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (unpadded.fd < 0) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
+        unpadded.data_start = data_start;
+        unpadded.bzero = static_cast<int64_t>(bzero);
+        info.notes.push_back("data not padded to a whole 2880-byte record (" +
+                             std::to_string(data_end - st.st_size) + " bytes short), read directly");
+    }
     closer.keep = true;
-    return std::make_unique<FitsSource>(f, std::move(info));
+    return std::make_unique<FitsSource>(f, std::move(info), unpadded);
 }
 
 }  // namespace kvcli

@@ -110,7 +110,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     switch (colour) {
     case 0:
         info.monochrome = true;
-        info.pattern_origin = "none: SER colour ID 0 (monochrome)";
+        info.pattern_origin = "SER colour ID 0 (monochrome)";
         break;
     case 8: case 9: case 10: case 11: {
         static const char *const kIds[] = {"RGGB", "GRBG", "GBRG", "BGGR"};

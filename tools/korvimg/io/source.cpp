@@ -17,6 +17,18 @@ namespace kvcli {
 
 int working_bits(int depth) { return depth <= 8 ? 8 : depth <= 10 ? 10 : depth <= 12 ? 12 : 16; }
 
+void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std::string &path, uint32_t index) {
+    size_t done = 0;
+    while (done < bytes) {
+        const ssize_t r = pread(fd, dst + done, bytes - done, static_cast<off_t>(at + static_cast<int64_t>(done)));
+        if (r < 0 && errno == EINTR) continue;
+        if (r <= 0)
+            throw file_error(path, "cannot read frame " + std::to_string(index) + ": " +
+                                       (r == 0 ? std::string("unexpected end of file") : std::strerror(errno)));
+        done += static_cast<size_t>(r);
+    }
+}
+
 void Source::read(uint32_t index, RawFrame &frame) {
     read_frame(index, frame);
     const int shift = info_.shift;
@@ -78,15 +90,7 @@ class PackedSource : public Source {
         // machine's order there, each word from its own two bytes.
         uint8_t *dst = info_.stored_bits == 16 ? reinterpret_cast<uint8_t *>(frame.s16.data()) : frame.s8.data();
         const int64_t at = offset_ + static_cast<int64_t>(index) * static_cast<int64_t>(bytes);
-        size_t done = 0;
-        while (done < bytes) {
-            const ssize_t r = pread(fd_, dst + done, bytes - done, static_cast<off_t>(at + static_cast<int64_t>(done)));
-            if (r < 0 && errno == EINTR) continue;
-            if (r <= 0)
-                throw file_error(info_.path, "cannot read frame " + std::to_string(index) + ": " +
-                                                 (r == 0 ? std::string("unexpected end of file") : std::strerror(errno)));
-            done += static_cast<size_t>(r);
-        }
+        read_frame_bytes(fd_, dst, bytes, at, info_.path, index);
         if (info_.stored_bits == 16) {
             const size_t hi = big_endian_ ? 0 : 1;
             for (size_t i = 0; i < n; ++i) {
@@ -108,7 +112,7 @@ std::unique_ptr<Source> single_frame(SourceInfo info, RawFrame frame) {
     info.height = frame.height;
     info.bits = frame.bits;
     info.frames = 1;
-    info.pattern_origin = "none in the file";
+    info.pattern_origin = "the file names none";
     std::vector<RawFrame> frames;
     frames.push_back(std::move(frame));
     return memory_source(std::move(info), std::move(frames));
@@ -271,7 +275,7 @@ std::unique_ptr<Source> open_raw(const std::string &path, const OpenOptions &opt
         throw file_error(path, problem);
     }
     info.frames = static_cast<uint32_t>(data / frame_bytes);
-    info.pattern_origin = "none in the file";
+    info.pattern_origin = "the file names none";
     const bool big = options.order == ByteOrder::big;
     if (info.stored_bits == 16) info.notes.push_back(std::string("byte order: ") + (big ? "big" : "little") + "-endian");
     return packed_source(std::move(info), fd, options.offset, big);

@@ -73,6 +73,10 @@ std::unique_ptr<Source> memory_source(SourceInfo info, std::vector<RawFrame> fra
 // Frames stored one after another at a fixed offset, samples of 1 or 2 bytes.
 std::unique_ptr<Source> packed_source(SourceInfo info, int fd, int64_t data_offset, bool big_endian);
 
+// Reads `bytes` bytes of the file open as fd, from offset `at`, into dst; throws a
+// file error naming frame `index` of `path` if they cannot all be read.
+void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std::string &path, uint32_t index);
+
 // The significant bits the program works with for samples of `depth` bits: 8, 10, 12
 // or 16 (the library's sample depths).
 int working_bits(int depth);

@@ -141,6 +141,18 @@ TEST(Program, FitsUnsignedWithBayerOffsets) {
     const auto r = kvtest::run_program({"info", d.path("in8.fits")});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("pattern:    rggb (FITS BAYERPAT 'BGGR' with XBAYROFF 1, YBAYROFF 1)"), std::string::npos) << r.out;
+    // Files that name no pattern say why.
+    kvtest::write_fits(d.path("none.fits"), 8, w, h, {kvtest::random_frame(w, h, 255, rng)});
+    kvtest::write_fits(d.path("cmyg.fits"), 8, w, h, {kvtest::random_frame(w, h, 255, rng)}, "CMYG");
+    kvtest::write_file(d.path("mono.ser"),
+                       kvtest::ser_bytes(kvtest::ser_spec(0, w, h), {kvtest::random_frame(w, h, 255, rng)}));
+    for (auto [file, line] : {std::pair{"none.fits", "pattern:    none (no BAYERPAT in the file)\n"},
+                              {"cmyg.fits", "pattern:    none (BAYERPAT 'CMYG' is not a Bayer pattern)\n"},
+                              {"mono.ser", "pattern:    none (SER colour ID 0 (monochrome))\n"}}) {
+        const auto i = kvtest::run_program({"info", d.path(file)});
+        ASSERT_EQ(i.status, 0) << i.err;
+        EXPECT_NE(i.out.find(line), std::string::npos) << i.out;
+    }
 }
 
 TEST(Program, PngWithSignificantBitsIsReadAtThatDepth) {

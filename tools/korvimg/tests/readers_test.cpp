@@ -1,7 +1,10 @@
 // The readers on their own: what they report about a file and the samples they give.
 #include <gtest/gtest.h>
 
+#include <fitsio.h>
 #include <sys/stat.h>
+
+#include <algorithm>
 
 #include "failure.h"
 #include "files.h"
@@ -107,6 +110,61 @@ TEST(SerReader, RefusesBadHeaders) {
     bytes.resize(100);
     kvtest::write_file(d.path("short.ser"), bytes);
     EXPECT_NE(error_of(d.path("short.ser")).find("truncated SER header (100 of 178 bytes)"), std::string::npos);
+}
+
+// Data that stop where the samples do, without the padding to a whole 2880-byte
+// record: every sample is there, and each reads as from the padded file.
+TEST(FitsReader, DataWithoutTheirPadding) {
+    kvtest::TempDir d;
+    std::mt19937 rng(23);
+    struct Case {
+        int bitpix;
+        uint32_t largest;
+        size_t sample_bytes;
+    };
+    for (const Case &c : {Case{20, 65535, 2}, Case{16, 32767, 2}, Case{8, 255, 1}}) {
+        std::vector<Samples> frames{kvtest::random_frame(7, 5, c.largest, rng), kvtest::random_frame(7, 5, c.largest, rng)};
+        frames[1][0] = static_cast<uint16_t>(c.largest);
+        kvtest::write_fits(d.path("p.fits"), c.bitpix, 7, 5, frames, "GRBG");
+        std::vector<uint8_t> bytes = kvtest::read_file(d.path("p.fits"));
+        const size_t data = 7 * 5 * 2 * c.sample_bytes;
+        const size_t start = bytes.size() - (data + 2879) / 2880 * 2880;
+        if (c.bitpix == 16) {  // a negative value, read as 0
+            bytes[start] = 0xff;
+            bytes[start + 1] = 0xfe;
+            frames[0][0] = 0;
+        }
+        bytes.resize(start + data);
+        kvtest::write_file(d.path("c.fits"), bytes);
+        auto s = kvcli::open_source(d.path("c.fits"), {});
+        EXPECT_EQ(s->info().pattern, 1) << c.bitpix;
+        EXPECT_EQ(frame_samples(*s, 0), frames[0]) << c.bitpix;
+        EXPECT_EQ(frame_samples(*s, 1), frames[1]) << c.bitpix;
+        const auto &notes = s->info().notes;
+        EXPECT_NE(std::find(notes.begin(), notes.end(),
+                            "data not padded to a whole 2880-byte record (" + std::to_string(2880 - data) +
+                                " bytes short), read directly"),
+                  notes.end())
+            << c.bitpix;
+        // A sample short is truncated.
+        bytes.pop_back();
+        kvtest::write_file(d.path("c.fits"), bytes);
+        EXPECT_NE(error_of(d.path("c.fits")).find("truncated"), std::string::npos) << c.bitpix;
+    }
+    // Scaled values are left to cfitsio, which needs the padding.
+    fitsfile *f = nullptr;
+    int status = 0;
+    fits_open_diskfile(&f, d.path("p.fits").c_str(), READWRITE, &status);
+    double two = 2;
+    fits_update_key(f, TDOUBLE, "BSCALE", &two, "", &status);
+    fits_close_file(f, &status);
+    ASSERT_EQ(status, 0);
+    std::vector<uint8_t> bytes = kvtest::read_file(d.path("p.fits"));
+    bytes.resize(bytes.size() - 100);
+    kvtest::write_file(d.path("s.fits"), bytes);
+    EXPECT_EQ(error_of(d.path("s.fits")),
+              "the data are not padded to a whole 2880-byte record, which is read only with BSCALE 1 and a "
+              "whole-number BZERO");
 }
 
 TEST(FitsReader, DepthsPatternsAndStacks) {
