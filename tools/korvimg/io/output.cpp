@@ -82,10 +82,29 @@ void remove_temporaries_on_signals() {
     }
 }
 
-AtomicFile::AtomicFile(const std::string &path) : path_(path) {
-    const size_t slash = path.find_last_of('/');
-    const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+namespace {
+
+// The permissions for a file that replaces `path`: those of the file there, or those
+// of a new file.
+mode_t replacing_mode(const std::string &path) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) return st.st_mode & 07777;
+    return creation_mode();
+}
+
+}  // namespace
+
+AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(path) {
+    struct stat st {};
+    if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
+        if (char *resolved = realpath(path.c_str(), nullptr)) {  // a dangling link is replaced itself
+            target_ = resolved;
+            std::free(resolved);
+        }
+    }
+    const size_t slash = target_.find_last_of('/');
+    const std::string dir = slash == std::string::npos ? "" : target_.substr(0, slash + 1);
+    const std::string base = slash == std::string::npos ? target_ : target_.substr(slash + 1);
     if (base.empty()) throw file_error(path, "not a file name");
     // ".NAME.XXXXXX", or a fixed short name where that would pass the longest file
     // name a directory takes.
@@ -94,7 +113,7 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path) {
         dir + (base.size() + 8 > kLongestName ? std::string(".korvimg-XXXXXX") : "." + base + ".XXXXXX");
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
-    const mode_t mode = creation_mode();
+    const mode_t mode = replacing_mode(target_);
     const int fd = mkstemp(name.data());
     if (fd < 0) throw file_error(path, std::string("cannot create: ") + std::strerror(errno));
     temp_ = name.data();
@@ -124,7 +143,7 @@ void AtomicFile::commit() {
         e = errno;
     }
     stream_ = nullptr;
-    if (ok && std::rename(temp_.c_str(), path_.c_str()) != 0) {
+    if (ok && std::rename(temp_.c_str(), target_.c_str()) != 0) {
         ok = false;
         e = errno;
     }
@@ -182,9 +201,11 @@ void StagedFiles::remove_staged() {
 StagedFiles::~StagedFiles() { remove_staged(); }
 
 void StagedFiles::commit() {
-    for (size_t i = 0; i < targets_.size(); ++i)
+    for (size_t i = 0; i < targets_.size(); ++i) {
+        chmod(staged_[i].c_str(), replacing_mode(targets_[i]));  // a file replaced keeps its permissions
         if (std::rename(staged_[i].c_str(), targets_[i].c_str()) != 0)
             throw file_error(targets_[i], std::string("cannot write: ") + std::strerror(errno));
+    }
     remove_staged();
 }
 

@@ -10,7 +10,9 @@
 namespace kvcli {
 
 // A file written under a temporary name in its target directory and renamed over the
-// target by commit(). Destroyed without commit, it removes the temporary file.
+// target by commit(). Destroyed without commit, it removes the temporary file. A file
+// it replaces keeps its permissions, and a symbolic link stays a link: the file it
+// points to is the one replaced.
 class AtomicFile {
   public:
     explicit AtomicFile(const std::string &path);
@@ -25,7 +27,7 @@ class AtomicFile {
     void commit();
 
   private:
-    std::string path_, temp_;
+    std::string path_, target_, temp_;  // as given, with a link resolved, temporary
     std::FILE *stream_ = nullptr;
     bool done_ = false;
     int slot_ = -1;  // in the signal handler's list of temporaries

@@ -410,6 +410,49 @@ TEST(StagedFiles, LongestFileNamesCanBeWritten) {
     EXPECT_EQ(d.entries(), (std::vector<std::string>{name}));
 }
 
+mode_t mode_of(const std::string &path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+}
+
+// A picture written over a file keeps that file's permissions; over a symbolic link,
+// it replaces the file the link points to and the link stays.
+TEST(StagedFiles, ReplacedFilesKeepPermissionsAndLinks) {
+    kvtest::TempDir d;
+    const kvcli::FilePixels px = one_grey_pixel(9);
+    for (mode_t mode : {mode_t{0600}, mode_t{0640}, mode_t{0604}}) {
+        kvtest::write_file(d.path("a.pgm"), {'o', 'l', 'd'});
+        ASSERT_EQ(chmod(d.path("a.pgm").c_str(), mode), 0);
+        kvcli::write_picture(d.path("a.pgm"), px);
+        EXPECT_EQ(mode_of(d.path("a.pgm")), mode);
+        EXPECT_EQ(kvtest::read_picture(d.path("a.pgm")).samples, (std::vector<uint32_t>{9}));
+
+        kvtest::write_file(d.path("s-1.pgm"), {'o', 'l', 'd'});
+        ASSERT_EQ(chmod(d.path("s-1.pgm").c_str(), mode), 0);
+        kvcli::StagedFiles staged({d.path("s-1.pgm"), d.path("s-2.pgm")});
+        kvcli::write_picture(staged.staged(0), px);
+        kvcli::write_picture(staged.staged(1), px);
+        staged.commit();
+        EXPECT_EQ(mode_of(d.path("s-1.pgm")), mode);
+    }
+    // A new file has the permissions of any new file (the umask's).
+    kvcli::write_picture(d.path("new.pgm"), px);
+    const mode_t mask = umask(0);
+    umask(mask);
+    EXPECT_EQ(mode_of(d.path("new.pgm")), 0666 & ~mask);
+    EXPECT_EQ(mode_of(d.path("s-2.pgm")), 0666 & ~mask);
+
+    ASSERT_EQ(mkdir(d.path("real").c_str(), 0700), 0);
+    kvtest::write_file(d.path("real/b.pgm"), {'o', 'l', 'd'});
+    ASSERT_EQ(symlink("real/b.pgm", d.path("link.pgm").c_str()), 0);
+    kvcli::write_picture(d.path("link.pgm"), px);
+    struct stat st {};
+    ASSERT_EQ(lstat(d.path("link.pgm").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ(kvtest::read_picture(d.path("real/b.pgm")).samples, (std::vector<uint32_t>{9}));
+    EXPECT_EQ(kvtest::list_directory(d.path("real")), (std::vector<std::string>{"b.pgm"}));
+}
+
 TEST(Detection, ByMagicAndRefusals) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("e.bin"), {});
