@@ -36,7 +36,8 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                           "applied to the red and blue photosites before demosaicing"},
     {"bcg", 0, "B,C,G", "brightness, contrast, gamma (-127..127 each) as a library tone table"},
     {"hsl", 0, "H,S,LG,LO", "hue shift (degrees), saturation gain, lightness gain and offset\n"
-                            "(8-bit output only)"},
+                            "(lightness runs from 0 to 1: 0.1 brightens by a tenth of full\n"
+                            "scale; 8-bit output only)"},
     {"matrix", 0, "M0,...,M11", "4x3 colour matrix (rows: input R, G, B, offset; columns: output\n"
                                 "R, G, B; 8-bit output only)"},
     {"median", 0, "mosaic|adjacent", "row spike filter over same-colour (mosaic) or adjacent samples;\n"
@@ -44,7 +45,8 @@ const std::vector<OptionSpec> kOptions = with_input_options({
     {"reduce", 0, "best|shift", "deeper samples to 8-bit output: a table fitted to the frame's\n"
                                 "histogram, or dropping the low bits (default shift)"},
     {"png-level", 0, "N", "PNG compression, 0 (fastest, largest files) to 9 (smallest; default 6)"},
-    {"frames", 0, "A:B", "frames A to B-1 of the file, counted from 0 (either may be left out)"},
+    {"frames", 0, "A:B|N", "frames A to B-1 of the file, counted from 0 (either may be left\n"
+                           "out), or frame N alone"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
     {"quiet", 'q', nullptr, "no progress display and no warnings"},
@@ -63,10 +65,14 @@ void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t 
     if (!a.has("frames")) return;
     const std::string text = a.get("frames");
     const size_t colon = text.find(':');
-    if (colon == std::string::npos) throw usage_error("--frames: expected A:B, got '" + text + "'");
-    const std::string lo = text.substr(0, colon), hi = text.substr(colon + 1);
-    if (!lo.empty()) first = static_cast<uint32_t>(parse_integer(lo, "--frames", 0, 0xffffffffLL));
-    if (!hi.empty()) end = static_cast<uint32_t>(parse_integer(hi, "--frames", 0, 0xffffffffLL));
+    if (colon == std::string::npos) {  // N: frame N alone
+        first = static_cast<uint32_t>(parse_integer(text, "--frames", 0, 0xfffffffeLL));
+        end = first + 1;
+    } else {
+        const std::string lo = text.substr(0, colon), hi = text.substr(colon + 1);
+        if (!lo.empty()) first = static_cast<uint32_t>(parse_integer(lo, "--frames", 0, 0xffffffffLL));
+        if (!hi.empty()) end = static_cast<uint32_t>(parse_integer(hi, "--frames", 0, 0xffffffffLL));
+    }
     if (first >= end)
         throw usage_error("--frames " + text + ": no frames selected (A:B is frames A to B - 1, so A must be below B)");
     if (end > frames)

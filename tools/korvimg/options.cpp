@@ -10,6 +10,17 @@ namespace kvcli {
 
 Arguments parse_arguments(const std::vector<std::string> &args, const std::vector<OptionSpec> &specs) {
     Arguments out;
+    // --help (or -h) anywhere before "--" asks for help whatever else is there.
+    for (const auto &a : args) {
+        if (a == "--") break;
+        if (a == "--help" || a == "-h") {
+            for (const auto &s : specs)
+                if (std::string(s.name) == "help") {
+                    out.values_["help"] = "";
+                    return out;
+                }
+        }
+    }
     bool options_done = false;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string &a = args[i];
@@ -33,9 +44,15 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
             }
             for (const auto &s : specs)
                 if (name == s.name) spec = &s;
-        } else if (a.size() == 2) {
+        } else {
             for (const auto &s : specs)
                 if (s.short_name == a[1]) spec = &s;
+            if (spec != nullptr && a.size() > 2) {
+                // -ofile: a short option's value written onto it.
+                if (spec->value_name == nullptr) throw usage_error("unknown option " + a);
+                value = a.substr(2);
+                inline_value = true;
+            }
         }
         if (spec == nullptr) throw usage_error("unknown option " + a);
         const std::string shown = std::string("--") + spec->name;

@@ -56,6 +56,18 @@ Picture expected(int method, int pattern, const Samples &frame, int32_t w, int32
         ASSERT_EQ(r_.status, 0) << r_.err;                       \
     } while (0)
 
+// A short option's value may be written onto it (-oOUT), and --frames N is frame N.
+TEST(Program, AttachedShortValuesAndOneFrame) {
+    kvtest::TempDir d;
+    std::mt19937 rng(15);
+    const int32_t w = 6, h = 4;
+    std::vector<Samples> frames{kvtest::random_frame(w, h, 255, rng), kvtest::random_frame(w, h, 255, rng)};
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h), frames));
+    RUN_OK("demosaic", d.path("in.ser"), "-o" + d.path("out.png"), "-mnearest", "-j1", "--frames", "1");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_NEAREST, KORVIMG_RGGB, frames[1], w, h, 8, 8)));
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"in.ser", "out.png"}));
+}
+
 TEST(Program, Ser8BitColourIdGivesThePatternAndFramesSelectOne) {
     kvtest::TempDir d;
     std::mt19937 rng(1);
@@ -596,6 +608,10 @@ TEST(Program, HelpVersionAndUsageErrors) {
         r = kvtest::run_program({cmd, "--help"});
         EXPECT_EQ(r.status, 0) << cmd;
         EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
+        // Help wins over whatever else the command line holds.
+        r = kvtest::run_program({cmd, "--no-such-option", "-h", "-o"});
+        EXPECT_EQ(r.status, 0) << cmd << ": " << r.err;
+        EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
     }
     const std::vector<std::vector<std::string>> bad = {
         {},
@@ -604,6 +620,8 @@ TEST(Program, HelpVersionAndUsageErrors) {
         {"demosaic", "-o", "y.png"},
         {"demosaic", "x.ser", "-o", "y.png", "--no-such-option"},
         {"demosaic", "x.ser", "-o", "y.png", "--method"},
+        {"demosaic", "x.ser", "-o", "y.png", "-qj2"},  // -q takes no value
+        {"demosaic", "x.ser", "-o", "y.png", "--", "--help"},
         {"demosaic", "x.ser", "-o", "y.xyz"},
         {"info"},
         {"demo", "extra"},
