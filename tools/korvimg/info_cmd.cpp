@@ -144,7 +144,8 @@ int run_info(const std::vector<std::string> &args) {
         std::fputs(help_text("korvimg info IN [options]",
                              "Prints the frame size, sample depth, frame count and Bayer pattern of a capture\n"
                              "file (and where the pattern comes from), and a per-channel summary of one\n"
-                             "frame's histogram.",
+                             "frame's histogram: least, median (of an even count, the lower of the middle\n"
+                             "two), mean and largest sample, and the share of samples at full scale.",
                              kOptions)
                        .c_str(),
                    stdout);

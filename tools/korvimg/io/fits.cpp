@@ -193,6 +193,12 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
         info.bits = options.bits;
     }
     char value[FLEN_VALUE] = {};
+    key_status = 0;
+    if (fits_read_key(f, TSTRING, "ROWORDER", value, nullptr, &key_status) == 0) {
+        std::string order = value;
+        while (!order.empty() && order.back() == ' ') order.pop_back();
+        info.notes.push_back("ROWORDER '" + order + "': rows are taken as stored, the first at the top");
+    }
     const char *keyword = "BAYERPAT";
     key_status = 0;
     if (fits_read_key(f, TSTRING, keyword, value, nullptr, &key_status) != 0) {

@@ -167,6 +167,26 @@ TEST(FitsReader, DataWithoutTheirPadding) {
               "whole-number BZERO");
 }
 
+// A ROWORDER keyword is reported; the rows are still taken as stored.
+TEST(FitsReader, RowOrderIsReported) {
+    kvtest::TempDir d;
+    const Samples samples{1, 2, 3, 4, 5, 6};
+    kvtest::write_fits(d.path("r.fits"), 8, 3, 2, {samples}, "RGGB");
+    fitsfile *f = nullptr;
+    int status = 0;
+    fits_open_diskfile(&f, d.path("r.fits").c_str(), READWRITE, &status);
+    char bottom_up[] = "BOTTOM-UP";
+    fits_update_key(f, TSTRING, "ROWORDER", bottom_up, "", &status);
+    fits_close_file(f, &status);
+    ASSERT_EQ(status, 0);
+    auto s = kvcli::open_source(d.path("r.fits"), {});
+    const auto &notes = s->info().notes;
+    EXPECT_NE(std::find(notes.begin(), notes.end(), "ROWORDER 'BOTTOM-UP': rows are taken as stored, the first at the top"),
+              notes.end());
+    EXPECT_EQ(frame_samples(*s, 0), samples);
+    EXPECT_EQ(s->info().pattern, 0);
+}
+
 TEST(FitsReader, DepthsPatternsAndStacks) {
     kvtest::TempDir d;
     std::mt19937 rng(22);
