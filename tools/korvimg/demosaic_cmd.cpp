@@ -314,6 +314,8 @@ int run_demosaic(const std::vector<std::string> &args) {
             progress.finish();
             throw;
         }
+        if (!quiet)
+            for (const auto &w : info.warnings) std::fprintf(stderr, "korvimg: %s: %s\n", in.c_str(), w.c_str());
         if (s.pattern_guessed && !quiet)
             std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, took rggb (see --pattern)\n", in.c_str());
         if (source->clamped() != 0 && !quiet)

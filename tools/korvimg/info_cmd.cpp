@@ -179,6 +179,7 @@ int run_info(const std::vector<std::string> &args) {
         std::printf("frames:     %u\n", info.frames);
         std::printf("pattern:    %s (%s)\n", pattern >= 0 ? kPatternNames[pattern] : "none", origin.c_str());
         for (const auto &note : info.notes) std::printf("note:       %s\n", note.c_str());
+        for (const auto &w : info.warnings) std::printf("warning:    %s\n", w.c_str());
         std::printf("histogram of frame %u:\n", frame_index);
         histogram_summary(frame, pattern);
         if (source->clamped() != 0)

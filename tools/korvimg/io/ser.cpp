@@ -17,10 +17,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <vector>
 
 #include "failure.h"
 #include "io/limits.h"
@@ -75,6 +77,19 @@ std::string trimmed(const uint8_t *p, size_t n) {
     for (auto &c : s)
         if (static_cast<unsigned char>(c) < 32 || static_cast<unsigned char>(c) > 126) c = '?';
     return s;
+}
+
+// How much the samples of a run differ from the ones two places on (the same colour
+// in a mosaic row), summed, with the 16-bit words read in the given byte order.
+uint64_t roughness(const std::vector<uint8_t> &bytes, bool big) {
+    const size_t hi = big ? 0 : 1;
+    auto word = [&](size_t i) { return int64_t{bytes[2 * i + hi]} << 8 | bytes[2 * i + (1 - hi)]; };
+    uint64_t sum = 0;
+    for (size_t i = 2; i < bytes.size() / 2; ++i) {
+        const int64_t d = word(i) - word(i - 2);
+        sum += static_cast<uint64_t>(d < 0 ? -d : d);
+    }
+    return sum;
 }
 
 }  // namespace
@@ -165,6 +180,17 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
                              (options.order == ByteOrder::file ? "header flag " + std::to_string(little)
                                                                : std::string("--endian")) +
                              ")");
+        // Some writers set the flag the other way. Words in the wrong order turn the
+        // small differences between neighbours into large ones (the low byte becomes
+        // the high one): far smoother samples the other way round give such a file away.
+        if (options.order == ByteOrder::file) {
+            std::vector<uint8_t> sample(static_cast<size_t>(std::min<int64_t>(frame_bytes, int64_t{1} << 20)));
+            if (sample.size() >= 256 && read_at(fd, sample.data(), sample.size(), kHeader) &&
+                roughness(sample, big) > 16 * roughness(sample, !big))
+                info.warnings.push_back(std::string("the samples look byte-swapped: far smoother read ") +
+                                        (big ? "little" : "big") + "-endian than as the header flag says (try --endian " +
+                                        (big ? "little" : "big") + ")");
+        }
     }
     for (int f = 0; f < 3; ++f) {
         static const char *const kNames[] = {"observer", "instrument", "telescope"};

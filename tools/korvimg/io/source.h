@@ -38,6 +38,7 @@ struct SourceInfo {
     bool monochrome = false;  // the file says the sensor has no colour filters
     std::string pattern_origin;   // where the pattern (or its absence) comes from
     std::vector<std::string> notes;  // further facts for `info`
+    std::vector<std::string> warnings;  // signs that the file may not be read as meant
 };
 
 class Source {

@@ -101,6 +101,34 @@ TEST(Program, Ser16BitBigEndianAt16BitOutput) {
     EXPECT_TRUE(same(kvtest::read_picture(d.path("swapped.png")), expected(KORVIMG_BAYER, KORVIMG_BGGR, swapped, w, h, 16, 16)));
 }
 
+// A 16-bit SER whose byte-order flag is the wrong way round reads as noise; the
+// program still follows the flag, but says that the samples look byte-swapped.
+TEST(Program, ByteSwappedLookingSerIsPointedOut) {
+    kvtest::TempDir d;
+    std::mt19937 rng(16);
+    const int32_t w = 64, h = 32;
+    Samples smooth(static_cast<size_t>(w * h));
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x)
+            smooth[static_cast<size_t>(y * w + x)] = static_cast<uint16_t>(20000 + 37 * x + 11 * y + rng() % 4);
+    const std::string warning = "the samples look byte-swapped: far smoother read little-endian than as the header "
+                                "flag says (try --endian little)";
+    for (const bool flag_right : {false, true}) {
+        kvtest::SerSpec spec = kvtest::ser_spec(8, w, h, 16);  // little-endian data
+        spec.little_endian_flag = flag_right ? 1 : 0;
+        kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, {smooth}));
+        auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("a.png"), "-m", "simple"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.err.find(warning) != std::string::npos, !flag_right) << r.err;
+        r = kvtest::run_program({"info", d.path("in.ser")});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.out.find("warning:    " + warning) != std::string::npos, !flag_right) << r.out;
+        // Told the byte order, the program does not second-guess it.
+        r = kvtest::run_program({"info", d.path("in.ser"), "--endian", "big"});
+        EXPECT_EQ(r.out.find("warning:"), std::string::npos) << r.out;
+    }
+}
+
 TEST(Program, MonochromeSerDefaultsToMono) {
     kvtest::TempDir d;
     std::mt19937 rng(3);
