@@ -20,7 +20,8 @@ OpenOptions open_options(const Arguments &arguments);
 // The command's own options followed by the input options.
 std::vector<OptionSpec> with_input_options(std::vector<OptionSpec> own);
 
-// Creates a directory and its missing parents; a file error when that fails.
-void make_directories(const std::string &path);
+// Creates a directory and its missing parents; returns those it created, outermost
+// first. A file error when that fails (having removed the ones it created).
+std::vector<std::string> make_directories(const std::string &path);
 
 }  // namespace kvcli

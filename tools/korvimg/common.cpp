@@ -1,4 +1,5 @@
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -41,17 +42,24 @@ OpenOptions open_options(const Arguments &a) {
     return o;
 }
 
-void make_directories(const std::string &path) {
-    if (path.empty()) return;
+std::vector<std::string> make_directories(const std::string &path) {
+    std::vector<std::string> made;
+    if (path.empty()) return made;
     struct stat st {};
     if (stat(path.c_str(), &st) == 0) {
         if (!S_ISDIR(st.st_mode)) throw file_error(path, "exists and is not a directory");
-        return;
+        return made;
     }
     const size_t slash = path.find_last_of('/', path.size() > 1 ? path.size() - 2 : 0);
-    if (slash != std::string::npos && slash > 0) make_directories(path.substr(0, slash));
-    if (mkdir(path.c_str(), 0777) != 0 && errno != EEXIST)
-        throw file_error(path, std::string("cannot create directory: ") + std::strerror(errno));
+    if (slash != std::string::npos && slash > 0) made = make_directories(path.substr(0, slash));
+    if (mkdir(path.c_str(), 0777) == 0) {
+        made.push_back(path);
+    } else if (errno != EEXIST) {
+        const int e = errno;
+        for (auto m = made.rbegin(); m != made.rend(); ++m) rmdir(m->c_str());
+        throw file_error(path, std::string("cannot create directory: ") + std::strerror(e));
+    }
+    return made;
 }
 
 }  // namespace kvcli

@@ -98,7 +98,6 @@ int run_demo(const std::vector<std::string> &args) {
     const std::string dir = a.get("output", "demo-output");
     if (dir.empty()) throw usage_error("-o: an empty directory name");
     const bool quiet = a.has("quiet");
-    make_directories(dir);
 
     const ColourImage chart = render_chart(kChartWidth, kChartHeight);
     const ColourImage reduced = reduce_chart(chart);
@@ -138,11 +137,12 @@ int run_demo(const std::vector<std::string> &args) {
     names.push_back("contact-sheet.png");
     std::vector<std::string> targets;
     for (const auto &name : names) targets.push_back(dir + "/" + name);
-    StagedFiles staged(targets);
+    // Directories made for the pictures go again with them if the run fails.
+    StagedFiles staged(targets, make_directories(dir));
     size_t next = 0;
     auto save = [&](const std::string &name, const FilePixels &px) {
         if (names.at(next) != name) throw std::logic_error("demo pictures out of order");
-        write_picture(staged.staged(next++), px);
+        staged.write(next++, px);
     };
     save("chart.png", to_file_pixels(chart));
     {

@@ -73,9 +73,11 @@ void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t 
         if (!lo.empty()) first = static_cast<uint32_t>(parse_integer(lo, "--frames", 0, 0xffffffffLL));
         if (!hi.empty()) end = static_cast<uint32_t>(parse_integer(hi, "--frames", 0, 0xffffffffLL));
     }
-    if (first >= end)
+    // A:B with A not below B selects nothing, whatever the file; A: or N beyond the
+    // file's last frame is a frame it does not have.
+    if (first >= end && colon != std::string::npos && colon + 1 < text.size())
         throw usage_error("--frames " + text + ": no frames selected (A:B is frames A to B - 1, so A must be below B)");
-    if (end > frames)
+    if (end > frames || first >= frames)
         throw usage_error("--frames " + text + ": the file has frames 0 to " + std::to_string(frames - 1));
 }
 
@@ -208,6 +210,8 @@ int run_demosaic(const std::vector<std::string> &args) {
         std::unique_ptr<Source> source = open_source(in, oo);
         const SourceInfo &info = source->info();
         Settings s = settings_from(a, info);
+        if (format == FileFormat::pgm && s.alpha)
+            throw usage_error(out + ": a PGM file has no alpha channel (use .png, .tif or .pam)");
         if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction())
             throw usage_error(out + ": --hsl and --matrix colour the picture, which a PGM file cannot hold (use .png)");
         check_format(format, out, s.alpha ? 4 : s.grey_output() ? 1 : 3, s.out_bits);
@@ -299,12 +303,7 @@ int run_demosaic(const std::vector<std::string> &args) {
                     read_frame(first + job, work.frame);
                     if (s.colour_correction() && !corrections[w]) corrections[w] = std::make_unique<Correction>(s);
                     process_frame(work, s, corrections[w].get());
-                    try {
-                        write_picture(staged.staged(job), work.pixels, picture);
-                    } catch (const Failure &f) {
-                        // Named as the picture asked for, not by its hidden staging name.
-                        throw Failure(f.code(), staged.target(job), f.what());
-                    }
+                    staged.write(job, work.pixels, picture);
                     progress.advance();
                 });
                 progress.finish();
@@ -325,7 +324,7 @@ int run_demosaic(const std::vector<std::string> &args) {
             if (!unmeasured.empty())
                 std::fprintf(stderr, "korvimg: %s: --wb auto: no %s signal in %s, %s left at 1\n", in.c_str(),
                              unmeasured == "red and blue" ? "red or blue" : unmeasured.c_str(), measured_on.c_str(),
-                             unmeasured == "red and blue" ? "both gains" : "its gain");
+                             unmeasured == "red" || unmeasured == "blue" ? "its gain" : "both gains");
             std::string where;  // which frame, where the file has more than one
             if (info.frames > 1) where = " (measured on " + measured_on + ")";
             if (!stack && count > 1)

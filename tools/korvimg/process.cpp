@@ -63,6 +63,12 @@ std::string measure_white_balance(const RawFrame &frame, int pattern, double &re
         if (frame.wide()) wb16[pattern](frame.s16.data(), frame.width, frame.height, &red_gain, &blue_gain);
         else wb8[pattern](frame.s8.data(), frame.width, frame.height, &red_gain, &blue_gain);
     }
+    // Without green signal both gains come out 0 (or -1), which would blacken every
+    // red and blue photosite: neither can be measured then.
+    if (red_gain == 0 || blue_gain == 0) {
+        red_gain = blue_gain = 1;
+        return "green";
+    }
     const bool no_red = red_gain < 0, no_blue = blue_gain < 0;
     if (no_red) red_gain = 1;
     if (no_blue) blue_gain = 1;

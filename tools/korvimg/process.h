@@ -40,7 +40,8 @@ void median_filter(RawFrame &frame, int mosaic);
 // Grey-world gains of a raw frame (white_balance8* or white_balance10/12*; 16-bit
 // samples are measured by the same function, which takes the words as they stand).
 // A gain the library cannot estimate (-1: no signal at its sites) is returned as 1;
-// the result names those gains: "", "red", "blue" or "red and blue".
+// the result names the channel that lacked signal: "", "red", "blue", "red and blue",
+// or "green" (both gains are 1 then).
 std::string measure_white_balance(const RawFrame &frame, int pattern, double &red_gain, double &blue_gain);
 // Multiplies the red and blue photosites by their gains, rounding to nearest and
 // limiting to the sample range.

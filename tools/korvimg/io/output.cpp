@@ -54,6 +54,8 @@ struct StagedSet {
     const char *dir;
     const char *const *names;
     size_t count;
+    const char *const *made;  // directories made for the set, innermost first
+    size_t made_count;
 };
 std::atomic<const StagedSet *> staged_set{nullptr};
 
@@ -65,6 +67,7 @@ extern "C" void on_terminating_signal(int signal_number) {
     if (const StagedSet *set = staged_set.load()) {
         for (size_t i = 0; i < set->count; ++i) unlink(set->names[i]);
         rmdir(set->dir);
+        for (size_t i = 0; i < set->made_count; ++i) rmdir(set->made[i]);
     }
     std::signal(signal_number, SIG_DFL);
     std::raise(signal_number);
@@ -165,26 +168,32 @@ StagedSet staged_record;
 
 }  // namespace
 
-StagedFiles::StagedFiles(std::vector<std::string> targets) : targets_(std::move(targets)) {
+StagedFiles::StagedFiles(std::vector<std::string> targets, std::vector<std::string> made)
+    : targets_(std::move(targets)), made_(made.rbegin(), made.rend()) {
+    for (const auto &m : made_) made_names_.push_back(m.c_str());
+    auto refuse = [this](const Failure &f) {
+        for (const auto &m : made_) rmdir(m.c_str());
+        return f;
+    };
     if (targets_.empty()) return;
     const std::string parent = directory_of(targets_.front());
     for (const auto &t : targets_) {
         if (directory_of(t) != parent) throw std::logic_error("staged files in more than one directory");
         struct stat st {};
-        if (stat(t.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) throw file_error(t, "is a directory");
+        if (stat(t.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) throw refuse(file_error(t, "is a directory"));
     }
     std::string pattern = parent + ".korvimg-XXXXXX";
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
     if (mkdtemp(name.data()) == nullptr)
-        throw file_error(targets_.front(), std::string("cannot create: ") + std::strerror(errno));
+        throw refuse(file_error(targets_.front(), std::string("cannot create: ") + std::strerror(errno)));
     dir_ = name.data();
     staged_.reserve(targets_.size());
     for (const auto &t : targets_) staged_.push_back(dir_ + "/" + t.substr(parent.size()));
     names_.reserve(staged_.size());
     for (const auto &s : staged_) names_.push_back(s.c_str());
     if (staged_set.load() == nullptr) {
-        staged_record = StagedSet{dir_.c_str(), names_.data(), names_.size()};
+        staged_record = StagedSet{dir_.c_str(), names_.data(), names_.size(), made_names_.data(), made_names_.size()};
         staged_set.store(&staged_record);
         registered_ = true;
     }
@@ -196,6 +205,16 @@ void StagedFiles::remove_staged() {
     for (const auto &s : staged_) std::remove(s.c_str());
     if (!dir_.empty()) rmdir(dir_.c_str());
     dir_.clear();
+    if (!committed_)
+        for (const auto &m : made_) rmdir(m.c_str());  // only empty ones go
+}
+
+void StagedFiles::write(size_t i, const FilePixels &pixels, const PictureOptions &options) const {
+    try {
+        write_picture(staged_[i], pixels, options);
+    } catch (const Failure &f) {
+        throw Failure(f.code(), targets_[i], f.what());
+    }
 }
 
 StagedFiles::~StagedFiles() { remove_staged(); }
@@ -206,6 +225,7 @@ void StagedFiles::commit() {
         if (std::rename(staged_[i].c_str(), targets_[i].c_str()) != 0)
             throw file_error(targets_[i], std::string("cannot write: ") + std::strerror(errno));
     }
+    committed_ = true;  // the directories made hold the pictures now
     remove_staged();
 }
 

@@ -9,6 +9,12 @@
 
 namespace kvcli {
 
+// How pictures are written, where the format leaves a choice.
+struct PictureOptions {
+    // zlib's level for PNG: 0 (stored, unfiltered: fastest, largest) to 9 (smallest).
+    int png_level = 6;
+};
+
 // A file written under a temporary name in its target directory and renamed over the
 // target by commit(). Destroyed without commit, it removes the temporary file. A file
 // it replaces keeps its permissions, and a symbolic link stays a link: the file it
@@ -37,10 +43,11 @@ class AtomicFile {
 // write_picture) into a hidden directory beside the targets, and commit() moves them
 // over their targets one after the other. Destroyed without commit, or ended by a
 // signal, it removes what it wrote; files that were at the targets stay untouched.
-// All targets lie in one directory.
+// All targets lie in one directory. `made` lists directories created for the set
+// (outermost first); they are removed with it, if empty, unless it is committed.
 class StagedFiles {
   public:
-    explicit StagedFiles(std::vector<std::string> targets);
+    explicit StagedFiles(std::vector<std::string> targets, std::vector<std::string> made = {});
     ~StagedFiles();
     StagedFiles(const StagedFiles &) = delete;
     StagedFiles &operator=(const StagedFiles &) = delete;
@@ -49,6 +56,9 @@ class StagedFiles {
     // Where the i-th file is written before commit().
     const std::string &staged(size_t i) const { return staged_[i]; }
     const std::string &target(size_t i) const { return targets_[i]; }
+    // write_picture into the i-th file's staging place; a failure is reported under
+    // the target's name, not the hidden one.
+    void write(size_t i, const FilePixels &pixels, const PictureOptions &options = {}) const;
     // Moves every staged file over its target; throws naming the target that could
     // not be replaced (the ones before it are in place by then).
     void commit();
@@ -56,9 +66,10 @@ class StagedFiles {
   private:
     void remove_staged();
     std::string dir_;
-    std::vector<std::string> targets_, staged_;
-    std::vector<const char *> names_;  // staged_ as C strings, for the signal handler
+    std::vector<std::string> targets_, staged_, made_;  // made_: innermost first
+    std::vector<const char *> names_, made_names_;     // as C strings, for the signal handler
     bool registered_ = false;
+    bool committed_ = false;
 };
 
 // Makes SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE and SIGXFSZ remove the temporary
@@ -71,12 +82,6 @@ enum class FileFormat { png, tiff, ppm, pgm, pam };
 FileFormat format_for(const std::string &path);
 // Checks that the format can hold pixels of this shape (usage error otherwise).
 void check_format(FileFormat format, const std::string &path, int channels, int bits);
-
-// How pictures are written, where the format leaves a choice.
-struct PictureOptions {
-    // zlib's level for PNG: 0 (stored, unfiltered: fastest, largest) to 9 (smallest).
-    int png_level = 6;
-};
 
 void write_picture(const std::string &path, const FilePixels &pixels, const PictureOptions &options = {});
 

@@ -145,7 +145,6 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
             info.notes.push_back("sBIT chunk: " + std::to_string(px.significant) + " significant bits");
         }
         int bits = working_bits(from);
-        const int down = 16 - bits;
         bool widening = from != bits;
         if (options.bits != 0) {
             if (options.bits == 8) throw file_error(path, "--bits 8 does not fit a 16-bit PNG");
@@ -155,7 +154,7 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
         frame.allocate(px.width, px.height, bits);
         for (size_t i = 0; i < frame.count(); ++i) {
             const uint32_t v = px.p16[i];
-            frame.s16[i] = static_cast<uint16_t>(widening ? widen(v >> (16 - from), from, bits) : v >> down);
+            frame.s16[i] = static_cast<uint16_t>(widening ? widen(v >> (16 - from), from, bits) : v >> (16 - from));
         }
     }
     return single_frame(std::move(info), std::move(frame));

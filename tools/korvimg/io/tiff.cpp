@@ -34,10 +34,19 @@ void write_tiff(AtomicFile &file, const FilePixels &pixels) {
         TIFFSetWarningHandler(on_tiff_warning);
     });
     tiff_message.clear();
+    // libtiff's messages name the temporary file; ours name the picture.
+    auto failure = [&file](int refused) {
+        if (refused != 0) return file_error(file.path(), std::string("cannot write: ") + std::strerror(refused));
+        std::string text = tiff_message;
+        for (size_t at = 0; (at = text.find(file.temp_path(), at)) != std::string::npos; at += file.path().size())
+            text.replace(at, file.temp_path().size(), file.path());
+        return file_error(file.path(), "cannot write TIFF: " + text);
+    };
     // The temporary file exists already; libtiff writes it again by name.
     std::fflush(file.stream());
+    errno = 0;  // a write the file refused (a full disk, say) leaves its reason here
     TIFF *tif = TIFFOpen(file.temp_path().c_str(), "w");
-    if (tif == nullptr) throw file_error(file.path(), "cannot write TIFF: " + tiff_message);
+    if (tif == nullptr) throw failure(errno);
     const uint16_t channels = static_cast<uint16_t>(pixels.channels);
     TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(pixels.width));
     TIFFSetField(tif, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(pixels.height));
@@ -56,7 +65,7 @@ void write_tiff(AtomicFile &file, const FilePixels &pixels) {
     const size_t row = static_cast<size_t>(pixels.width) * channels;
     std::vector<uint8_t> scratch(row * static_cast<size_t>(pixels.bits / 8));
     bool ok = true;
-    errno = 0;  // a write the file refused (a full disk, say) leaves its reason here
+    errno = 0;
     for (int32_t y = 0; y < pixels.height && ok; ++y) {
         // TIFFWriteScanline may change the buffer (the predictor works in place).
         const uint8_t *src = pixels.bits == 8 ? &pixels.p8[static_cast<size_t>(y) * row]
@@ -67,8 +76,7 @@ void write_tiff(AtomicFile &file, const FilePixels &pixels) {
     if (ok) ok = TIFFWriteDirectory(tif) == 1;
     const int refused = ok ? 0 : errno;
     TIFFClose(tif);
-    if (refused != 0) throw file_error(file.path(), std::string("cannot write: ") + std::strerror(refused));
-    if (!ok) throw file_error(file.path(), "cannot write TIFF: " + tiff_message);
+    if (!ok) throw failure(refused);
 }
 
 }  // namespace kvcli

@@ -209,7 +209,12 @@ TEST(BadInput, MissingInputAndContradictingOptions) {
     kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
     expect_refused(d, d.path("in.pgm"), "--wb needs a colour method", {"-m", "mono", "--wb", "auto"}, 2);
     expect_refused(d, d.path("in.pgm"), "--frames 3:9: the file has frames 0 to 0", {"-m", "nearest", "--frames", "3:9"}, 2);
-    for (const char *range : {"1:1", "2:1"})
+    for (const char *range : {"1:", "5:", "1", "0:2"})
+        expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + ": the file has frames 0 to 0",
+                       {"-m", "nearest", "--frames", range}, 2);
+    expect_refused(d, d.path("in.pgm"), "out.pgm: a PGM file has no alpha channel", {"-m", "mono", "--alpha"}, 2,
+                   "out.pgm");
+    for (const char *range : {"1:1", "2:1", "0:0"})
         expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + ": no frames selected",
                        {"-m", "nearest", "--frames", range}, 2);
     for (const char *gains : {"0,1", "1,-2", "65,1"})

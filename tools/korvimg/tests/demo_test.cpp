@@ -91,4 +91,30 @@ TEST(Demo, AFailedRunLeavesNoPartOfTheSet) {
     EXPECT_EQ(dir.entries(), (std::vector<std::string>{"simple.png"}));
 }
 
+// A picture that cannot be written is named as asked for, and the directories the run
+// made for its pictures go again with them.
+TEST(Demo, AFailedRunRemovesTheDirectoriesItMade) {
+    kvtest::TempDir dir;
+    {
+        const kvtest::Disposition no_signal(SIGXFSZ, SIG_IGN);
+        const kvtest::FileSizeLimit limit(8192);  // the chart alone is larger
+        const auto r = kvtest::run_program({"demo", "-o", dir.path("a/b"), "-q"});
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err, "korvimg: " + dir.path("a/b/chart.png") + ": cannot write: File too large\n");
+    }
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{});
+    // A directory that was there already stays.
+    ASSERT_EQ(mkdir(dir.path("a").c_str(), 0700), 0);
+    {
+        const kvtest::Disposition no_signal(SIGXFSZ, SIG_IGN);
+        const kvtest::FileSizeLimit limit(8192);
+        EXPECT_EQ(kvtest::run_program({"demo", "-o", dir.path("a/b"), "-q"}).status, 1);
+    }
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"a"});
+    EXPECT_EQ(kvtest::list_directory(dir.path("a")), std::vector<std::string>{});
+    // A run that succeeds keeps them.
+    ASSERT_EQ(kvtest::run_program({"demo", "-o", dir.path("a/b/c"), "-q"}).status, 0);
+    EXPECT_EQ(kvtest::list_directory(dir.path("a/b")), std::vector<std::string>{"c"});
+}
+
 }  // namespace

@@ -102,30 +102,51 @@ TEST(Program, Ser16BitBigEndianAt16BitOutput) {
 }
 
 // A 16-bit SER whose byte-order flag is the wrong way round reads as noise; the
-// program still follows the flag, but says that the samples look byte-swapped.
+// program still follows the flag, but says that the samples look byte-swapped. Files
+// written the right way draw no such warning, 8-bit samples in the high byte included
+// (read either way they differ only in scale).
 TEST(Program, ByteSwappedLookingSerIsPointedOut) {
     kvtest::TempDir d;
     std::mt19937 rng(16);
-    const int32_t w = 64, h = 32;
-    Samples smooth(static_cast<size_t>(w * h));
-    for (int32_t y = 0; y < h; ++y)
-        for (int32_t x = 0; x < w; ++x)
-            smooth[static_cast<size_t>(y * w + x)] = static_cast<uint16_t>(20000 + 37 * x + 11 * y + rng() % 4);
-    const std::string warning = "the samples look byte-swapped: far smoother read little-endian than as the header "
-                                "flag says (try --endian little)";
-    for (const bool flag_right : {false, true}) {
-        kvtest::SerSpec spec = kvtest::ser_spec(8, w, h, 16);  // little-endian data
-        spec.little_endian_flag = flag_right ? 1 : 0;
-        kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, {smooth}));
-        auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("a.png"), "-m", "simple"});
-        ASSERT_EQ(r.status, 0) << r.err;
-        EXPECT_EQ(r.err.find(warning) != std::string::npos, !flag_right) << r.err;
-        r = kvtest::run_program({"info", d.path("in.ser")});
-        ASSERT_EQ(r.status, 0) << r.err;
-        EXPECT_EQ(r.out.find("warning:    " + warning) != std::string::npos, !flag_right) << r.out;
-        // Told the byte order, the program does not second-guess it.
-        r = kvtest::run_program({"info", d.path("in.ser"), "--endian", "big"});
-        EXPECT_EQ(r.out.find("warning:"), std::string::npos) << r.out;
+    const int32_t w = 64, h = 48;
+    auto frame = [&](auto value) {
+        Samples f(static_cast<size_t>(w * h));
+        for (int32_t y = 0; y < h; ++y)
+            for (int32_t x = 0; x < w; ++x) f[static_cast<size_t>(y * w + x)] = static_cast<uint16_t>(value(x, y));
+        return f;
+    };
+    const std::vector<Samples> frames{
+        frame([&](int32_t x, int32_t y) { return 20000 + 37 * x + 11 * y + static_cast<int32_t>(rng() % 4); }),
+        frame([](int32_t x, int32_t y) { return (x + y) * 65535 / 112; }),
+        frame([](int32_t x, int32_t y) { return (x + y) * 255 / 112 << 8; }),
+        frame([](int32_t x, int32_t) { return 256 * (x / 8); }),
+        frame([&](int32_t, int32_t) { return static_cast<int32_t>(rng() % 65536); }),
+    };
+    const bool looks_swapped_when_flag_wrong[] = {true, true, false, false, false};
+    for (size_t i = 0; i < frames.size(); ++i) {
+        for (const bool big_data : {false, true}) {
+            for (const bool flag_right : {false, true}) {
+                kvtest::SerSpec spec = kvtest::ser_spec(8, w, h, 16);
+                spec.big_endian_data = big_data;
+                spec.little_endian_flag = big_data == flag_right ? 0 : 1;
+                kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(spec, {frames[i]}));
+                const std::string other = big_data == flag_right ? "little" : "big";
+                const std::string warning = "the samples look byte-swapped: far smoother read " + other +
+                                            "-endian than as the header flag says (try --endian " + other + ")";
+                const bool expected = !flag_right && looks_swapped_when_flag_wrong[i];
+                const std::string which = "frame " + std::to_string(i) + (big_data ? ", big" : ", little") +
+                                          "-endian data, flag " + (flag_right ? "right" : "wrong");
+                auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("a.png"), "-m", "simple"});
+                ASSERT_EQ(r.status, 0) << r.err;
+                EXPECT_EQ(r.err.find(warning) != std::string::npos, expected) << which << ": " << r.err;
+                r = kvtest::run_program({"info", d.path("in.ser")});
+                ASSERT_EQ(r.status, 0) << r.err;
+                EXPECT_EQ(r.out.find("warning:    " + warning) != std::string::npos, expected) << which << ": " << r.out;
+                // Told the byte order, the program does not second-guess it.
+                r = kvtest::run_program({"info", d.path("in.ser"), "--endian", big_data == flag_right ? "big" : "little"});
+                EXPECT_EQ(r.out.find("warning:"), std::string::npos) << which << ": " << r.out;
+            }
+        }
     }
 }
 
@@ -524,6 +545,17 @@ TEST(Program, AutomaticWhiteBalanceSaysWhatItMeasured) {
     EXPECT_NE(r.out.find("white balance gains (measured on the stacked frame): red 2.0000, blue 4.0000"),
               std::string::npos)
         << r.out;
+    // Without green signal no gain can be measured (the library's would be 0).
+    Samples no_green = bright;
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x)
+            if ((x + y) % 2 == 1) no_green[static_cast<size_t>(y * w + x)] = 0;
+    kvtest::write_file(d.path("g.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h), {no_green}));
+    r = kvtest::run_program({"demosaic", d.path("g.ser"), "-o", d.path("g.png"), "-m", "nearest", "--wb", "auto"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "white balance gains: red 1.0000, blue 1.0000\n");
+    EXPECT_EQ(r.err, "korvimg: " + d.path("g.ser") + ": --wb auto: no green signal in the frame, both gains left at 1\n");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("g.png")), expected(KORVIMG_NEAREST, KORVIMG_RGGB, no_green, w, h, 8, 8)));
 }
 
 // info's histogram summary: 16-bit samples at full resolution, and a colour frame of

@@ -305,6 +305,12 @@ TEST(PngReader, GreyDepthsAndRefusals) {
         s = kvcli::open_source(d.path("c.png"), {});
         EXPECT_EQ(s->info().bits, c.bits) << c.significant;
         EXPECT_EQ(frame_samples(*s, 0), c.read) << c.significant;
+        // With --bits the samples are taken as they stand: the significant bits alone.
+        kvcli::OpenOptions o;
+        o.bits = 16;
+        Samples as_stored;
+        for (uint16_t v : c.stored) as_stored.push_back(static_cast<uint16_t>(v >> (16 - c.significant)));
+        EXPECT_EQ(frame_samples(*kvcli::open_source(d.path("c.png"), o), 0), as_stored) << c.significant;
     }
     kvcli::FilePixels rgb;
     rgb.width = rgb.height = 1;
