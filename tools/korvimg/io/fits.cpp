@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <mutex>
 
@@ -70,34 +71,34 @@ class FitsSource : public Source {
   protected:
     void read_frame(uint32_t index, RawFrame &frame) override {
         frame.allocate(info_.width, info_.height, info_.bits);
-        std::vector<int64_t> values(frame.count());
+        std::vector<int32_t> values(frame.count());
         if (unpadded_.fd >= 0) read_directly(index, values);
         else read_through_cfitsio(index, values);
         // Signed 16-bit images without BZERO can hold negative values: they become 0.
-        const int64_t top = info_.stored_bits == 8 ? 255 : 65535;
+        const int32_t top = info_.stored_bits == 8 ? 255 : 65535;
         for (size_t i = 0; i < values.size(); ++i) {
-            const int64_t v = values[i] < 0 ? 0 : values[i] > top ? top : values[i];
+            const int32_t v = values[i] < 0 ? 0 : values[i] > top ? top : values[i];
             if (frame.wide()) frame.s16[i] = static_cast<uint16_t>(v);
             else frame.s8[i] = static_cast<uint8_t>(v);
         }
     }
 
   private:
-    void read_through_cfitsio(uint32_t index, std::vector<int64_t> &values) {
+    void read_through_cfitsio(uint32_t index, std::vector<int32_t> &values) {
         const LONGLONG n = static_cast<LONGLONG>(values.size());
-        std::vector<int32_t> read(values.size());
         int status = 0, any_null = 0;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            fits_read_img(f_, TINT, 1 + n * static_cast<LONGLONG>(index), n, nullptr, read.data(), &any_null, &status);
+            fits_read_img(f_, TINT, 1 + n * static_cast<LONGLONG>(index), n, nullptr, values.data(), &any_null,
+                          &status);
         }
         if (status != 0)
             throw file_error(info_.path, "cannot read frame " + std::to_string(index) + ": " + fits_text(status));
-        std::copy(read.begin(), read.end(), values.begin());
     }
 
-    // Bytes, or big-endian signed 16-bit integers, plus BZERO.
-    void read_directly(uint32_t index, std::vector<int64_t> &values) {
+    // Bytes, or big-endian signed 16-bit integers, plus BZERO; beyond 32 bits they are
+    // held at its ends (they end up 0 or the largest sample all the same).
+    void read_directly(uint32_t index, std::vector<int32_t> &values) {
         const size_t sample_bytes = info_.stored_bits / 8;
         std::vector<uint8_t> bytes(values.size() * sample_bytes);
         read_frame_bytes(unpadded_.fd, bytes.data(), bytes.size(),
@@ -106,7 +107,7 @@ class FitsSource : public Source {
         for (size_t i = 0; i < values.size(); ++i) {
             const int64_t stored = sample_bytes == 1 ? int64_t{bytes[i]}
                                                      : int64_t{static_cast<int16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1])};
-            values[i] = stored + unpadded_.bzero;
+            values[i] = static_cast<int32_t>(std::clamp<int64_t>(stored + unpadded_.bzero, INT32_MIN, INT32_MAX));
         }
     }
 

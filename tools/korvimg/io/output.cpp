@@ -294,8 +294,13 @@ void to_file_pixels(const ColourImage &image, FilePixels &out) {
         put(out.p8, image.p8, [](uint32_t v) { return static_cast<uint8_t>(v); });
     } else {
         out.p8.clear();
-        put(out.p16, image.p16,
-            [&](uint32_t v) { return static_cast<uint16_t>(widen(v > top ? top : v, out.significant, 16)); });
+        // widen(v, significant, 16) for the 8 or more significant bits a 16-bit image
+        // has: one copy of the top bits below the value is enough.
+        const int up = 16 - out.significant, down = out.significant - up;
+        put(out.p16, image.p16, [&](uint32_t v) {
+            v = v > top ? top : v;
+            return static_cast<uint16_t>(v << up | v >> down);
+        });
     }
 }
 

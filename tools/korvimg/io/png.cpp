@@ -95,19 +95,18 @@ struct Encoding {
     int write_errno = 0;  // why the file refused bytes (a full disk, say), if it did
 };
 
+// The file's output for libpng; a write or flush it refuses keeps errno's reason.
+void refused(png_structp png, Encoding *e) {
+    e->write_errno = errno != 0 ? errno : EIO;
+    png_error(png, "write error");
+}
 void write_bytes(png_structp png, png_bytep data, size_t length) {
     auto *e = static_cast<Encoding *>(png_get_io_ptr(png));
-    if (std::fwrite(data, 1, length, e->file) != length) {
-        e->write_errno = errno != 0 ? errno : EIO;
-        png_error(png, "write error");
-    }
+    if (std::fwrite(data, 1, length, e->file) != length) refused(png, e);
 }
 void flush_bytes(png_structp png) {
     auto *e = static_cast<Encoding *>(png_get_io_ptr(png));
-    if (std::fflush(e->file) != 0) {
-        e->write_errno = errno != 0 ? errno : EIO;
-        png_error(png, "write error");
-    }
+    if (std::fflush(e->file) != 0) refused(png, e);
 }
 
 bool encode(Encoding *e) {

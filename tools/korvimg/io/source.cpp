@@ -33,13 +33,14 @@ void Source::read(uint32_t index, RawFrame &frame) {
     read_frame(index, frame);
     const int shift = info_.shift;
     const uint32_t top = frame.maxv() >> shift;  // the largest sample of the file's depth
-    // The value each sample of the file's depth becomes: itself, or widened to the
-    // working depth so that the file's full scale is the working full scale.
-    std::vector<uint16_t> widened;
+    // Samples of a depth between the working ones are widened to the working depth, so
+    // that the file's full scale is the working full scale.
     if (shift != 0) {
-        widened.resize(top + 1);
-        for (uint32_t v = 0; v <= top; ++v)
-            widened[v] = static_cast<uint16_t>(widen(v, frame.bits - shift, frame.bits));
+        std::call_once(widened_once_, [&] {
+            widened_.resize(top + 1);
+            for (uint32_t v = 0; v <= top; ++v)
+                widened_[v] = static_cast<uint16_t>(widen(v, frame.bits - shift, frame.bits));
+        });
     }
     auto adjust = [&](auto &samples, uint32_t full) {
         if (top == full && shift == 0) return;
@@ -50,7 +51,7 @@ void Source::read(uint32_t index, RawFrame &frame) {
                 s = static_cast<S>(top);
                 ++n;
             }
-            if (shift != 0) s = static_cast<S>(widened[s]);
+            if (shift != 0) s = static_cast<S>(widened_[s]);
         }
         if (n != 0) clamped_ += n;
     };
@@ -137,25 +138,22 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
     } else {
         // With an sBIT chunk of 9 to 12 bits the values sit in the high bits of the
         // words (as PNG stores them); they are taken from there, and 9- and 11-bit
-        // values widened to 10 and 12 bits, so that full scale stays full scale.
-        // With --bits nothing is widened: the samples are read at that depth as they stand.
+        // values widened to 10 and 12 bits when read, as a SER file's are, unless --bits
+        // says at what depth to take them.
         int from = 16;  // significant bits at the top of each word
         if (px.significant >= 9 && px.significant <= 12) {
             from = px.significant;
             info.notes.push_back("sBIT chunk: " + std::to_string(px.significant) + " significant bits");
         }
         int bits = working_bits(from);
-        bool widening = from != bits;
         if (options.bits != 0) {
             if (options.bits == 8) throw file_error(path, "--bits 8 does not fit a 16-bit PNG");
             bits = options.bits;
-            widening = false;
+        } else {
+            info.shift = bits - from;
         }
         frame.allocate(px.width, px.height, bits);
-        for (size_t i = 0; i < frame.count(); ++i) {
-            const uint32_t v = px.p16[i];
-            frame.s16[i] = static_cast<uint16_t>(widening ? widen(v >> (16 - from), from, bits) : v >> (16 - from));
-        }
+        for (size_t i = 0; i < frame.count(); ++i) frame.s16[i] = static_cast<uint16_t>(px.p16[i] >> (16 - from));
     }
     return single_frame(std::move(info), std::move(frame));
 }

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,9 @@ class Source {
 
   private:
     std::atomic<uint64_t> clamped_{0};
+    // With info_.shift: the value each sample of the file's depth becomes, made once.
+    std::once_flag widened_once_;
+    std::vector<uint16_t> widened_;
 };
 
 // Opens a capture file, choosing the reader by the file's first bytes (or by
