@@ -112,6 +112,16 @@ TEST(SerReader, RefusesBadHeaders) {
     EXPECT_NE(error_of(d.path("short.ser")).find("truncated SER header (100 of 178 bytes)"), std::string::npos);
 }
 
+// Sets a header keyword of a FITS file written by write_fits; cfitsio's status.
+int set_fits_key(const std::string &path, const char *key, int type, void *value) {
+    fitsfile *f = nullptr;
+    int status = 0;
+    fits_open_diskfile(&f, path.c_str(), READWRITE, &status);
+    fits_update_key(f, type, key, value, "", &status);
+    fits_close_file(f, &status);
+    return status;
+}
+
 // Data that stop where the samples do, without the padding to a whole 2880-byte
 // record: every sample is there, and each reads as from the padded file.
 TEST(FitsReader, DataWithoutTheirPadding) {
@@ -152,13 +162,8 @@ TEST(FitsReader, DataWithoutTheirPadding) {
         EXPECT_NE(error_of(d.path("c.fits")).find("truncated"), std::string::npos) << c.bitpix;
     }
     // Scaled values are left to cfitsio, which needs the padding.
-    fitsfile *f = nullptr;
-    int status = 0;
-    fits_open_diskfile(&f, d.path("p.fits").c_str(), READWRITE, &status);
     double two = 2;
-    fits_update_key(f, TDOUBLE, "BSCALE", &two, "", &status);
-    fits_close_file(f, &status);
-    ASSERT_EQ(status, 0);
+    ASSERT_EQ(set_fits_key(d.path("p.fits"), "BSCALE", TDOUBLE, &two), 0);
     std::vector<uint8_t> bytes = kvtest::read_file(d.path("p.fits"));
     bytes.resize(bytes.size() - 100);
     kvtest::write_file(d.path("s.fits"), bytes);
@@ -172,13 +177,8 @@ TEST(FitsReader, RowOrderIsReported) {
     kvtest::TempDir d;
     const Samples samples{1, 2, 3, 4, 5, 6};
     kvtest::write_fits(d.path("r.fits"), 8, 3, 2, {samples}, "RGGB");
-    fitsfile *f = nullptr;
-    int status = 0;
-    fits_open_diskfile(&f, d.path("r.fits").c_str(), READWRITE, &status);
     char bottom_up[] = "BOTTOM-UP";
-    fits_update_key(f, TSTRING, "ROWORDER", bottom_up, "", &status);
-    fits_close_file(f, &status);
-    ASSERT_EQ(status, 0);
+    ASSERT_EQ(set_fits_key(d.path("r.fits"), "ROWORDER", TSTRING, bottom_up), 0);
     auto s = kvcli::open_source(d.path("r.fits"), {});
     const auto &notes = s->info().notes;
     EXPECT_NE(std::find(notes.begin(), notes.end(), "ROWORDER 'BOTTOM-UP': rows are taken as stored, the first at the top"),
