@@ -46,7 +46,8 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                                 "histogram, or dropping the low bits (default shift)"},
     {"png-level", 0, "N", "PNG compression, 0 (fastest, largest files) to 9 (smallest; default 6)"},
     {"frames", 0, "A:B|N", "frames A to B-1 of the file, counted from 0 (either may be left\n"
-                           "out), or frame N alone"},
+                           "out), or frame N alone; a file cut short (truncated) is read only\n"
+                           "with --frames, which then counts its whole frames"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
     {"quiet", 'q', nullptr, "no progress display and no warnings"},
@@ -59,7 +60,9 @@ const char kDescription[] =
     "table and depth reduction, demosaicing, colour correction.";
 
 // The frame range [first, end) of --frames A:B.
-void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t &end) {
+// A truncated file's frames are its whole ones.
+void frame_range(const Arguments &a, const SourceInfo &info, uint32_t &first, uint32_t &end) {
+    const uint32_t frames = info.frames;
     first = 0;
     end = frames;
     if (!a.has("frames")) return;
@@ -78,7 +81,8 @@ void frame_range(const Arguments &a, uint32_t frames, uint32_t &first, uint32_t 
     if (first >= end && colon != std::string::npos && colon + 1 < text.size())
         throw usage_error("--frames " + text + ": no frames selected (A:B is frames A to B - 1, so A must be below B)");
     if (end > frames || first >= frames)
-        throw usage_error("--frames " + text + ": the file has frames 0 to " + std::to_string(frames - 1));
+        throw usage_error("--frames " + text + ": the file has " + (info.truncated.empty() ? "" : "whole ") +
+                          "frames 0 to " + std::to_string(frames - 1));
 }
 
 // OUT with "-0007" (the frame number) before its extension.
@@ -219,8 +223,13 @@ int run_demosaic(const std::vector<std::string> &args) {
             throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
         check_frame_size(info, s.method);
         check_output_directory(out);
+        // A capture cut short is read only when --frames says which of its whole frames
+        // to take: a run over "all" of its frames would not make what was asked for.
+        if (!info.truncated.empty() && !a.has("frames"))
+            throw file_error(in, "truncated: " + info.truncated + " (--frames 0:" + std::to_string(info.frames) +
+                                     " reads them)");
         uint32_t first = 0, end = 0;
-        frame_range(a, info.frames, first, end);
+        frame_range(a, info, first, end);
         const uint32_t count = end - first;
         const bool stack = a.has("stack");
         // The library's sums are 32-bit. Samples read are at most the largest of their

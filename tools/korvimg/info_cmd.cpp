@@ -167,7 +167,7 @@ int run_info(const std::vector<std::string> &args) {
             a.has("frame") ? static_cast<uint32_t>(parse_integer(a.get("frame"), "--frame", 0, 0xffffffffLL)) : 0;
         if (frame_index >= info.frames)
             throw usage_error("--frame " + std::to_string(frame_index) + ": the file has " + std::to_string(info.frames) +
-                              " frame(s)");
+                              (info.truncated.empty() ? " frame(s)" : " whole frame(s)"));
 
         // The frame first: a file that fails there prints no half report.
         RawFrame frame;
@@ -176,7 +176,7 @@ int run_info(const std::vector<std::string> &args) {
         std::printf("format:     %s\n", info.format.c_str());
         std::printf("size:       %d x %d\n", info.width, info.height);
         std::printf("bit depth:  %d (%s)\n", info.bits, info.stored_bits == 8 ? "one byte per sample" : "16-bit words");
-        std::printf("frames:     %u\n", info.frames);
+        std::printf("frames:     %u%s\n", info.frames, info.truncated.empty() ? "" : " whole (truncated, see below)");
         std::printf("pattern:    %s (%s)\n", pattern >= 0 ? kPatternNames[pattern] : "none", origin.c_str());
         for (const auto &note : info.notes) std::printf("note:       %s\n", note.c_str());
         for (const auto &w : info.warnings) std::printf("warning:    %s\n", w.c_str());

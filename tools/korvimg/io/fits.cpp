@@ -151,24 +151,27 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
         throw file_error(path, "FITS NAXIS3 gives " + std::to_string(frames) + " frames");
     // The data the header promises must be in the file before any frame is read.
     const int64_t sample_bytes = bitpix == BYTE_IMG ? 1 : bitpix == SHORT_IMG ? 2 : 0;
-    LONGLONG header_start = 0, data_start = 0, data_end = 0;
-    struct stat st {};
-    if (sample_bytes != 0 && fits_get_hduaddrll(f, &header_start, &data_start, &data_end, &status) == 0 &&
-        stat(path.c_str(), &st) == 0) {
-        const int64_t needed = int64_t{data_start} + int64_t{naxes[0]} * naxes[1] * frames * sample_bytes;
-        if (st.st_size < needed)
-            throw file_error(path, "truncated: the header promises " + std::to_string(frames) + " frame(s) of " +
-                                       std::to_string(naxes[0]) + " x " + std::to_string(naxes[1]) + " samples (" +
-                                       std::to_string(needed) + " bytes in all), the file has " +
-                                       std::to_string(st.st_size));
-    }
-    status = 0;
     SourceInfo info;
     info.path = path;
     info.format = "FITS";
     info.width = static_cast<int32_t>(naxes[0]);
     info.height = static_cast<int32_t>(naxes[1]);
     info.frames = static_cast<uint32_t>(frames);
+    LONGLONG header_start = 0, data_start = 0, data_end = 0;
+    struct stat st {};
+    if (sample_bytes != 0 && fits_get_hduaddrll(f, &header_start, &data_start, &data_end, &status) == 0 &&
+        stat(path.c_str(), &st) == 0) {
+        const int64_t frame_bytes = int64_t{naxes[0]} * naxes[1] * sample_bytes;
+        const int64_t needed = int64_t{data_start} + frame_bytes * frames;
+        if (st.st_size < needed)
+            take_whole_frames(info,
+                              "the header promises " + std::to_string(frames) + " frame(s) of " +
+                                  std::to_string(naxes[0]) + " x " + std::to_string(naxes[1]) + " samples (" +
+                                  std::to_string(needed) + " bytes in all), the file has " +
+                                  std::to_string(st.st_size) + " bytes",
+                              st.st_size - int64_t{data_start}, frame_bytes);
+    }
+    status = 0;
     double bzero = 0, bscale = 1;
     int key_status = 0;
     fits_read_key(f, TDOUBLE, "BZERO", &bzero, nullptr, &key_status);
@@ -231,14 +234,18 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
     Unpadded unpadded;
     if (st.st_size != 0 && st.st_size < data_end) {
         if (bscale != 1 || bzero != std::floor(bzero) || std::fabs(bzero) > 2147483647.0)
-            throw file_error(path, "the data are not padded to a whole 2880-byte record, which is read only with "
-                                   "BSCALE 1 and a whole-number BZERO");
+            throw file_error(path, info.truncated.empty()
+                                       ? std::string("the data are not padded to a whole 2880-byte record, which is "
+                                                     "read only with BSCALE 1 and a whole-number BZERO")
+                                       : "truncated: " + info.truncated +
+                                             "; its whole frames are read only with BSCALE 1 and a whole-number BZERO");
         unpadded.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (unpadded.fd < 0) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
         unpadded.data_start = data_start;
         unpadded.bzero = static_cast<int64_t>(bzero);
-        info.notes.push_back("data not padded to a whole 2880-byte record (" +
-                             std::to_string(data_end - st.st_size) + " bytes short), read directly");
+        if (info.truncated.empty())
+            info.notes.push_back("data not padded to a whole 2880-byte record (" +
+                                 std::to_string(data_end - st.st_size) + " bytes short), read directly");
     }
     closer.keep = true;
     return std::make_unique<FitsSource>(f, std::move(info), unpadded);

@@ -176,9 +176,11 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     const int64_t frame_bytes = int64_t{width} * height * (info.stored_bits / 8);
     const int64_t needed = kHeader + frame_bytes * frames;
     if (size < needed)
-        throw file_error(path, "truncated: the header promises " + std::to_string(frames) + " frames of " +
-                                   std::to_string(frame_bytes) + " bytes (" + std::to_string(needed) +
-                                   " bytes in all), the file has " + std::to_string(size));
+        take_whole_frames(info,
+                          "the header promises " + std::to_string(frames) + (frames == 1 ? " frame of " : " frames of ") +
+                              std::to_string(frame_bytes) + " bytes (" + std::to_string(needed) +
+                              " bytes in all), the file has " + std::to_string(size) + " bytes",
+                          size - kHeader, frame_bytes);
 
     info.notes.push_back("pixel depth " + std::to_string(depth) + " bits, " +
                          std::to_string(info.stored_bits / 8) + " byte(s) per sample" +

@@ -60,15 +60,21 @@ TEST(BadInput, TruncatedData) {
     expect_refused(d, d.path("e.raw"), "truncated", {"--width", "8", "--height", "8", "--bits", "8"});
 }
 
-TEST(BadInput, TruncatedFitsStackLeavesNoPartOfTheSequence) {
+// A stack cut short is not read as if it were whole: without --frames nothing is
+// written, and the message says which frames are there to be read.
+TEST(BadInput, TruncatedStackWithoutFramesLeavesNothing) {
     kvtest::TempDir d;
     std::vector<Samples> frames(6, Samples(100 * 100, 500));
     kvtest::write_fits(d.path("a.fits"), 20, 100, 100, frames, "RGGB");
     auto bytes = kvtest::read_file(d.path("a.fits"));
     bytes.resize(bytes.size() - 3 * 20000);  // the last frames are missing
     kvtest::write_file(d.path("a.fits"), bytes);
-    expect_refused(d, d.path("a.fits"), d.path("a.fits") + ": ", {"-m", "simple", "-j", "1"});
-    expect_refused(d, d.path("a.fits"), d.path("a.fits") + ": ", {"-m", "simple", "-j", "2"});
+    const std::string message = d.path("a.fits") + ": truncated: the header promises 6 frame(s) of 100 x 100 samples";
+    expect_refused(d, d.path("a.fits"), message, {"-m", "simple", "-j", "1"});
+    expect_refused(d, d.path("a.fits"), message, {"-m", "simple", "--stack"});
+    expect_refused(d, d.path("a.fits"), ", 3 whole frames (--frames 0:3 reads them)", {"-m", "simple", "-j", "2"});
+    expect_refused(d, d.path("a.fits"), "--frames 2:4: the file has whole frames 0 to 2",
+                   {"-m", "simple", "--frames", "2:4"}, 2);
 }
 
 TEST(BadInput, HeaderSizesThatLieOrOverflow) {

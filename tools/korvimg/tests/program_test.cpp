@@ -84,6 +84,46 @@ TEST(Program, Ser8BitColourIdGivesThePatternAndFramesSelectOne) {
     }
 }
 
+// A capture cut short (the program that wrote it stopped mid-frame): --frames reads
+// its whole frames, each as from the whole file, with a warning; info reports them.
+TEST(Program, CaptureCutShortIsReadWithFrames) {
+    kvtest::TempDir d;
+    std::mt19937 rng(32);
+    const int32_t w = 10, h = 8;
+    std::vector<Samples> frames;
+    for (int i = 0; i < 4; ++i) frames.push_back(kvtest::random_frame(w, h, 4095, rng));
+    const auto whole = kvtest::ser_bytes(kvtest::ser_spec(9, w, h, 12), frames);
+    auto cut = whole;
+    cut.resize(cut.size() - 2 * w * h - 33);  // the last frame is missing, the one before it cut
+    kvtest::write_file(d.path("cut.ser"), cut);
+    kvtest::write_file(d.path("whole.ser"), whole);
+    const std::string promise = "truncated: the header promises 4 frames of 160 bytes (818 bytes in all), the file "
+                                "has 625 bytes, 2 whole frames";
+    const auto r = kvtest::run_program({"demosaic", d.path("cut.ser"), "-o", d.path("cut.png"), "-m", "bilinear",
+                                        "--frames", "0:", "-q"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "") << "-q keeps the warning back, as it does the others";
+    RUN_OK("demosaic", d.path("whole.ser"), "-o", d.path("whole.png"), "-m", "bilinear", "--frames", "0:2");
+    for (int i = 0; i < 2; ++i) {
+        const std::string name = "-000" + std::to_string(i) + ".png";
+        const Picture got = kvtest::read_picture(d.path("cut" + name));
+        EXPECT_TRUE(same(got, kvtest::read_picture(d.path("whole" + name)))) << i;
+        EXPECT_TRUE(same(got, expected(KORVIMG_BILINEAR, KORVIMG_GRBG, frames[static_cast<size_t>(i)], w, h, 12, 16)))
+            << i;
+    }
+    const auto one = kvtest::run_program({"demosaic", d.path("cut.ser"), "-o", d.path("one.png"), "--frames", "1"});
+    ASSERT_EQ(one.status, 0) << one.err;
+    EXPECT_EQ(one.err, "korvimg: " + d.path("cut.ser") + ": " + promise + "\n");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("one.png")), kvtest::read_picture(d.path("whole-0001.png"))));
+    const auto info = kvtest::run_program({"info", d.path("cut.ser")});
+    ASSERT_EQ(info.status, 0) << info.err;
+    EXPECT_NE(info.out.find("frames:     2 whole (truncated, see below)\n"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("warning:    " + promise + "\n"), std::string::npos) << info.out;
+    const auto past = kvtest::run_program({"info", d.path("cut.ser"), "--frame", "2"});
+    EXPECT_EQ(past.status, 2);
+    EXPECT_NE(past.err.find("--frame 2: the file has 2 whole frame(s)"), std::string::npos) << past.err;
+}
+
 TEST(Program, Ser16BitBigEndianAt16BitOutput) {
     kvtest::TempDir d;
     std::mt19937 rng(2);

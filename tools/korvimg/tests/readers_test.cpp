@@ -104,12 +104,45 @@ TEST(SerReader, RefusesBadHeaders) {
         return spec;
     };
     check(counted(0), {f}, "SER header gives 0 frames");
-    check(counted(3), {f}, "truncated: the header promises 3 frames of 16 bytes");
-    check(counted(0x7fffffff), {f}, "truncated");
     auto bytes = kvtest::ser_bytes(ok, {f});
     bytes.resize(100);
     kvtest::write_file(d.path("short.ser"), bytes);
     EXPECT_NE(error_of(d.path("short.ser")).find("truncated SER header (100 of 178 bytes)"), std::string::npos);
+}
+
+// A capture cut short: the whole frames are there to be read, and the reader says what
+// is missing; a file without one whole frame is refused.
+TEST(SerReader, CutShortGivesItsWholeFrames) {
+    kvtest::TempDir d;
+    std::mt19937 rng(31);
+    std::vector<Samples> frames;
+    for (int i = 0; i < 3; ++i) frames.push_back(kvtest::random_frame(4, 4, 255, rng));
+    kvtest::SerSpec spec = kvtest::ser_spec(8, 4, 4);
+    spec.frame_count = 5;
+    auto bytes = kvtest::ser_bytes(spec, frames);
+    bytes.resize(bytes.size() - 7);  // the third frame is cut
+    kvtest::write_file(d.path("a.ser"), bytes);
+    auto s = kvcli::open_source(d.path("a.ser"), {});
+    const auto &i = s->info();
+    EXPECT_EQ(i.frames, 2u);
+    const std::string promise = "the header promises 5 frames of 16 bytes (258 bytes in all), the file has 219 bytes";
+    EXPECT_EQ(i.truncated, promise + ", 2 whole frames");
+    EXPECT_EQ(i.warnings, std::vector<std::string>{"truncated: " + promise + ", 2 whole frames"});
+    EXPECT_EQ(frame_samples(*s, 0), frames[0]);
+    EXPECT_EQ(frame_samples(*s, 1), frames[1]);
+    // Whole files say nothing of the kind.
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 4), frames));
+    EXPECT_EQ(kvcli::open_source(d.path("b.ser"), {})->info().truncated, "");
+    spec.frame_count = 0x7fffffff;
+    kvtest::write_file(d.path("c.ser"), kvtest::ser_bytes(spec, {frames[0]}));
+    EXPECT_EQ(kvcli::open_source(d.path("c.ser"), {})->info().frames, 1u);
+    spec.frame_count = 1;
+    bytes = kvtest::ser_bytes(spec, {frames[0]});
+    bytes.pop_back();
+    kvtest::write_file(d.path("d.ser"), bytes);
+    EXPECT_EQ(error_of(d.path("d.ser")),
+              "truncated: the header promises 1 frame of 16 bytes (194 bytes in all), the file has 193 bytes, not one "
+              "whole frame");
 }
 
 // Sets a header keyword of a FITS file written by write_fits; cfitsio's status.
@@ -156,10 +189,20 @@ TEST(FitsReader, DataWithoutTheirPadding) {
                                 " bytes short), read directly"),
                   notes.end())
             << c.bitpix;
-        // A sample short is truncated.
+        // A sample short, the second frame is cut: the first is read.
         bytes.pop_back();
         kvtest::write_file(d.path("c.fits"), bytes);
-        EXPECT_NE(error_of(d.path("c.fits")).find("truncated"), std::string::npos) << c.bitpix;
+        auto cut = kvcli::open_source(d.path("c.fits"), {});
+        EXPECT_EQ(cut->info().frames, 1u) << c.bitpix;
+        EXPECT_EQ(cut->info().truncated, "the header promises 2 frame(s) of 7 x 5 samples (" +
+                                             std::to_string(start + data) + " bytes in all), the file has " +
+                                             std::to_string(start + data - 1) + " bytes, 1 whole frame")
+            << c.bitpix;
+        EXPECT_EQ(frame_samples(*cut, 0), frames[0]) << c.bitpix;
+        // Without a whole frame the file is refused.
+        bytes.resize(start + data / 2 - 1);
+        kvtest::write_file(d.path("c.fits"), bytes);
+        EXPECT_NE(error_of(d.path("c.fits")).find(", not one whole frame"), std::string::npos) << c.bitpix;
     }
     // Scaled values are left to cfitsio, which needs the padding.
     double two = 2;
@@ -170,6 +213,15 @@ TEST(FitsReader, DataWithoutTheirPadding) {
     EXPECT_EQ(error_of(d.path("s.fits")),
               "the data are not padded to a whole 2880-byte record, which is read only with BSCALE 1 and a "
               "whole-number BZERO");
+    // So are the whole frames of a scaled file cut short.
+    const size_t data_start = bytes.size() + 100 - 2880;  // frames of 35 bytes
+    bytes.resize(data_start + 40);
+    kvtest::write_file(d.path("s.fits"), bytes);
+    const std::string e = error_of(d.path("s.fits"));
+    EXPECT_EQ(e.rfind("truncated: the header promises 2 frame(s) of 7 x 5 samples", 0), 0u) << e;
+    EXPECT_NE(e.find(", 1 whole frame; its whole frames are read only with BSCALE 1 and a whole-number BZERO"),
+              std::string::npos)
+        << e;
 }
 
 // A ROWORDER keyword is reported; the rows are still taken as stored.
@@ -356,7 +408,9 @@ TEST(Detection, HeadersThatPromiseMoreThanTheFileHolds) {
     auto fits = kvtest::read_file(d.path("b.fits"));
     fits.resize(fits.size() - 2880 * 3);
     kvtest::write_file(d.path("b.fits"), fits);
-    EXPECT_EQ(error_of(d.path("b.fits")).rfind("truncated: the header promises 2 frame(s) of 64 x 64 samples", 0), 0u);
+    auto b = kvcli::open_source(d.path("b.fits"), {});
+    EXPECT_EQ(b->info().truncated.rfind("the header promises 2 frame(s) of 64 x 64 samples", 0), 0u);
+    EXPECT_EQ(b->info().frames, 1u);
     // A PNG cannot hold more than 1032 bytes of pixels per byte of file.
     kvtest::write_grey_png(d.path("c.png"), 4000, 4000, 8, 8, Samples(4000 * 4000, 0));
     EXPECT_EQ(error_of(d.path("c.png")), "");
