@@ -77,10 +77,13 @@ extern "C" void on_terminating_signal(int signal_number) {
 
 void remove_temporaries_on_signals() {
     // The signals that end the program by default. One that the program was started
-    // with ignored (a hangup under nohup, a broken pipe a shell ignores) stays ignored.
-    for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) {
+    // with ignored (a hangup under nohup, a broken pipe a shell ignores) stays ignored,
+    // and one that already has a handler (a profiler's SIGPROF) keeps it.
+    for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ, SIGXCPU, SIGALRM, SIGVTALRM, SIGPROF, SIGUSR1,
+                  SIGUSR2}) {
         struct sigaction old {};
-        if (sigaction(s, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue;
+        if (sigaction(s, nullptr, &old) != 0 || (old.sa_flags & SA_SIGINFO) != 0 || old.sa_handler != SIG_DFL)
+            continue;
         std::signal(s, on_terminating_signal);
     }
 }

@@ -148,8 +148,8 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
         throw file_error(path, "unsupported SER colour ID " + std::to_string(colour) +
                                    " (a cyan/magenta/yellow mosaic, not a Bayer pattern)");
     case 100: case 101:
-        throw file_error(path, "unsupported SER colour ID " + std::to_string(colour) +
-                                   " (RGB frames, already in colour)");
+        throw file_error(path, "unsupported SER colour ID " + std::to_string(colour) + (colour == 100 ? " (RGB" : " (BGR") +
+                                   " frames, already in colour)");
     default:
         throw file_error(path, "unknown SER colour ID " + std::to_string(colour));
     }

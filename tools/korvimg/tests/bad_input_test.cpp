@@ -121,7 +121,7 @@ TEST(BadInput, UnknownColourIds) {
     auto spec = kvtest::ser_spec(8, 2, 2);
     spec.colour_id = 101;
     kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(spec, {Samples(4, 1)}));
-    expect_refused(d, d.path("b.ser"), "unsupported SER colour ID 101");
+    expect_refused(d, d.path("b.ser"), "unsupported SER colour ID 101 (BGR frames, already in colour)");
 }
 
 TEST(BadInput, UnsupportedFitsImages) {
