@@ -31,7 +31,8 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                               "(default bilinear; mono for a monochrome SER file)"},
     {"pattern", 'p', "PATTERN", "rggb|grbg|gbrg|bggr|auto (default auto: from the file, else rggb)"},
     {"out-depth", 'd', "DEPTH", "bits per output channel: 8|16 (default 8 for 8-bit samples, else 16)"},
-    {"alpha", 0, nullptr, "write a fourth (opaque alpha) channel: the library's 32/64-bit formats"},
+    {"alpha", 0, nullptr, "add an opaque alpha channel (grey and alpha for mono): the library's\n"
+                            "32/64-bit formats"},
     {"wb", 0, "auto|R,B", "white balance: gains measured by the library (grey world) or given;\n"
                           "applied to the red and blue photosites before demosaicing"},
     {"bcg", 0, "B,C,G", "brightness, contrast, gamma (-127..127 each) as a library tone table"},
@@ -218,7 +219,7 @@ int run_demosaic(const std::vector<std::string> &args) {
             throw usage_error(out + ": a PGM file has no alpha channel (use .png, .tif or .pam)");
         if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction())
             throw usage_error(out + ": --hsl and --matrix colour the picture, which a PGM file cannot hold (use .png)");
-        check_format(format, out, s.alpha ? 4 : s.grey_output() ? 1 : 3, s.out_bits);
+        check_format(format, out, s.file_channels(), s.out_bits);
         if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
             throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
         check_frame_size(info, s.method);

@@ -70,20 +70,20 @@ struct ColourImage {
     }
 };
 
-// Interleaved samples ready for a file writer: grey, RGB or RGBA in that order, 8 or
+// Interleaved samples ready for a file writer: grey, grey and alpha, RGB or RGBA, 8 or
 // 16 bits per sample; 16-bit samples use their full range, `significant` tells how
 // many of their high bits carry information.
 struct FilePixels {
     int32_t width = 0;
     int32_t height = 0;
-    int channels = 3;  // 1, 3 or 4
+    int channels = 3;  // 1, 2 (with alpha), 3 or 4 (with alpha)
     int bits = 8;      // 8 or 16
     int significant = 8;
     std::vector<uint8_t> p8;
     std::vector<uint16_t> p16;
 };
 
-// Library order (B, G, R[, X]) to file order (grey or R, G, B[, A]). Alpha is opaque:
+// Library order (B, G, R[, X]) to file order (grey or R, G, B, then A). Alpha is opaque:
 // the library's fourth channel carries no information (every method writes 0).
 // 16-bit values are clamped to their significant bits and widened to the whole word
 // (the value in the top bits, repeated below it), so that full scale is 65535 and

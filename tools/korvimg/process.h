@@ -30,9 +30,11 @@ struct Settings {
     bool matrix = false;
     std::array<double, 12> matrix_values{};
     bool colour_correction() const { return hsl || matrix; }
-    // Pictures of one grey channel: mono, unless alpha asks for four channels or colour
-    // correction makes the grey pixels coloured.
-    bool grey_output() const { return method == KORVIMG_MONO && !alpha && !colour_correction(); }
+    // Grey pictures (one channel, two with alpha): mono, unless colour correction makes
+    // the grey pixels coloured.
+    bool grey_output() const { return method == KORVIMG_MONO && !colour_correction(); }
+    // Channels of the pictures written: grey or R, G, B, then alpha when asked for.
+    int file_channels() const { return (grey_output() ? 1 : 3) + (alpha ? 1 : 0); }
 };
 
 // Row spike filter in place (median_filter8 or median_filter16).

@@ -244,7 +244,7 @@ FileFormat format_for(const std::string &path) {
 
 void check_format(FileFormat format, const std::string &path, int channels, int bits) {
     (void)bits;
-    if (format == FileFormat::ppm && channels == 4)
+    if (format == FileFormat::ppm && (channels == 2 || channels == 4))
         throw usage_error(path + ": a PPM file has no alpha channel (use .png, .tif or .pam)");
     if (format == FileFormat::pgm && channels != 1)
         throw usage_error(path + ": a PGM file holds grey pictures only (use --method mono, or .png)");
@@ -271,7 +271,8 @@ FilePixels to_file_pixels(const ColourImage &image) {
 void to_file_pixels(const ColourImage &image, FilePixels &out) {
     out.width = image.width;
     out.height = image.height;
-    out.channels = image.grey ? 1 : image.channels;
+    const bool alpha = image.channels == 4;
+    out.channels = (image.grey ? 1 : 3) + (alpha ? 1 : 0);
     out.bits = image.bits;
     out.significant = image.bits == 8 ? 8 : image.significant;
     const size_t n = image.pixels();
@@ -282,14 +283,14 @@ void to_file_pixels(const ColourImage &image, FilePixels &out) {
         for (size_t i = 0; i < n; ++i) {
             const auto *px = &src[i * static_cast<size_t>(image.channels)];
             auto *o = &dst[i * k];
-            if (k == 1) {
+            if (image.grey) {
                 o[0] = convert(px[1]);
-                continue;
+            } else {
+                o[0] = convert(px[2]);
+                o[1] = convert(px[1]);
+                o[2] = convert(px[0]);
             }
-            o[0] = convert(px[2]);
-            o[1] = convert(px[1]);
-            o[2] = convert(px[0]);
-            if (k == 4) o[3] = convert(static_cast<uint32_t>(top));
+            if (alpha) o[k - 1] = convert(static_cast<uint32_t>(top));
         }
     };
     if (image.bits == 8) {

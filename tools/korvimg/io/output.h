@@ -72,9 +72,10 @@ class StagedFiles {
     bool committed_ = false;
 };
 
-// Makes SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE and SIGXFSZ remove the temporary
+// Makes the signals that end a program by default (SIGINT, SIGTERM, SIGHUP, SIGPIPE and
+// the rest) remove the temporary
 // files of unfinished AtomicFiles and StagedFiles before the program ends (those of
-// them the program was started with ignored stay ignored).
+// them the program was started with ignored, or handled, stay so).
 void remove_temporaries_on_signals();
 
 enum class FileFormat { png, tiff, ppm, pgm, pam };

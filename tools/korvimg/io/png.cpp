@@ -122,9 +122,9 @@ bool encode(Encoding *e) {
     png_set_compression_level(png, e->level);
     // Row filters only help the compressor; stored data gains nothing from them.
     if (e->level == 0) png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
-    const int type = in.channels == 1   ? PNG_COLOR_TYPE_GRAY
-                     : in.channels == 3 ? PNG_COLOR_TYPE_RGB
-                                        : PNG_COLOR_TYPE_RGB_ALPHA;
+    static const int kTypes[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB,
+                                 PNG_COLOR_TYPE_RGB_ALPHA};
+    const int type = kTypes[in.channels - 1];
     png_set_IHDR(png, info, static_cast<png_uint_32>(in.width), static_cast<png_uint_32>(in.height), in.bits,
                  type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (in.significant < in.bits) {

@@ -131,7 +131,8 @@ void write_pnm(AtomicFile &file, const FilePixels &pixels, FileFormat format) {
     std::FILE *f = file.stream();
     const int maxval = pixels.bits == 8 ? 255 : 65535;
     if (format == FileFormat::pam) {
-        const char *type = pixels.channels == 1 ? "GRAYSCALE" : pixels.channels == 3 ? "RGB" : "RGB_ALPHA";
+        static const char *const kTypes[] = {"GRAYSCALE", "GRAYSCALE_ALPHA", "RGB", "RGB_ALPHA"};
+        const char *type = kTypes[pixels.channels - 1];
         std::fprintf(f, "P7\nWIDTH %d\nHEIGHT %d\nDEPTH %d\nMAXVAL %d\nTUPLTYPE %s\nENDHDR\n", pixels.width,
                      pixels.height, pixels.channels, maxval, type);
     } else {

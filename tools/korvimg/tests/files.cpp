@@ -223,7 +223,7 @@ Picture expected_picture(const std::vector<uint32_t> &library, int32_t width, in
     Picture p;
     p.width = width;
     p.height = height;
-    p.channels = grey ? 1 : channels;
+    p.channels = (grey ? 1 : 3) + (channels == 4 ? 1 : 0);
     p.bits = bits;
     const uint32_t top = bits == 8 ? 255 : (1u << significant) - 1;
     const int shift = bits == 8 ? 0 : 16 - significant;
@@ -238,11 +238,11 @@ Picture expected_picture(const std::vector<uint32_t> &library, int32_t width, in
         const uint32_t *px = &library[i * static_cast<size_t>(channels)];
         if (grey) {
             p.samples.push_back(scale(px[1]));
-            continue;
+        } else {
+            p.samples.push_back(scale(px[2]));
+            p.samples.push_back(scale(px[1]));
+            p.samples.push_back(scale(px[0]));
         }
-        p.samples.push_back(scale(px[2]));
-        p.samples.push_back(scale(px[1]));
-        p.samples.push_back(scale(px[0]));
         if (channels == 4) p.samples.push_back(scale(top));
     }
     return p;

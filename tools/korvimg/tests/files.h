@@ -48,7 +48,7 @@ struct Picture {
 Picture read_picture(const std::string &path);  // PNG, TIFF, PPM, PGM or PAM
 
 // The picture the program should write for a library result (B, G, R[, X] layout):
-// file order R, G, B (grey: one channel), alpha opaque, 16-bit values widened from
+// file order R, G, B (grey: one channel), then alpha (opaque) for channels = 4, 16-bit values widened from
 // `significant` bits to the whole word.
 Picture expected_picture(const std::vector<uint32_t> &library, int32_t width, int32_t height, int channels,
                          int bits, int significant, bool grey);

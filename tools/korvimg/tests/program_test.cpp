@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <tiffio.h>
 
 #include <chrono>
 #include <cmath>
@@ -47,7 +48,7 @@ Picture expected(int method, int pattern, const Samples &frame, int32_t w, int32
     const int format = out_bits == 8 ? (alpha ? 32 : 24) : (alpha ? 64 : 48);
     const auto lib = kvtest::library_demosaic(method, format, pattern, frame, w, h);
     return kvtest::expected_picture(lib, kvcli::output_width(method, w), kvcli::output_height(method, h),
-                                    alpha ? 4 : 3, out_bits, out_bits == 8 ? 8 : bits, method == 0 && !alpha);
+                                    alpha ? 4 : 3, out_bits, out_bits == 8 ? 8 : bits, method == 0);
 }
 
 #define RUN_OK(...)                                              \
@@ -198,6 +199,44 @@ TEST(Program, MonochromeSerDefaultsToMono) {
     kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(0, w, h), frames));
     RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("out.pgm"));
     EXPECT_TRUE(same(kvtest::read_picture(d.path("out.pgm")), expected(KORVIMG_MONO, 0, frames[0], w, h, 8, 8)));
+}
+
+// Mono pictures with alpha are grey and alpha: a PNG of colour type grey+alpha, a TIFF
+// of one grey sample and one alpha sample, a PAM of tuple type GRAYSCALE_ALPHA. A PPM
+// has no alpha; a PGM neither.
+TEST(Program, MonoWithAlphaIsGreyAndAlpha) {
+    kvtest::TempDir d;
+    std::mt19937 rng(33);
+    const int32_t w = 9, h = 7;
+    const Samples f = random_pgm(d, "in.pgm", w, h, 4095, rng);
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "mono", "--alpha");
+    const Picture png = kvtest::read_picture(d.path("a.png"));
+    EXPECT_EQ(png.channels, 2);
+    EXPECT_TRUE(same(png, expected(KORVIMG_MONO, 0, f, w, h, 12, 16, true)));
+    const Samples f8 = random_pgm(d, "in8.pgm", w, h, 255, rng);
+    RUN_OK("demosaic", d.path("in8.pgm"), "-o", d.path("a8.png"), "-m", "mono", "--alpha");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a8.png")), expected(KORVIMG_MONO, 0, f8, w, h, 8, 8, true)));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("b.tif"), "-m", "mono", "--alpha");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.tif")), expected(KORVIMG_MONO, 0, f, w, h, 12, 16, true)));
+    TIFF *t = TIFFOpen(d.path("b.tif").c_str(), "r");
+    ASSERT_NE(t, nullptr);
+    uint16_t photometric = 0, extra_count = 0;
+    uint16_t *extra = nullptr;
+    TIFFGetField(t, TIFFTAG_PHOTOMETRIC, &photometric);
+    TIFFGetField(t, TIFFTAG_EXTRASAMPLES, &extra_count, &extra);
+    EXPECT_EQ(photometric, PHOTOMETRIC_MINISBLACK);
+    ASSERT_EQ(extra_count, 1);
+    EXPECT_EQ(extra[0], EXTRASAMPLE_UNASSALPHA);
+    TIFFClose(t);
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("c.pam"), "-m", "mono", "--alpha");
+    const auto pam = kvtest::read_file(d.path("c.pam"));
+    EXPECT_NE(std::string(pam.begin(), pam.end()).find("\nDEPTH 2\nMAXVAL 65535\nTUPLTYPE GRAYSCALE_ALPHA\n"),
+              std::string::npos);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("c.pam")), expected(KORVIMG_MONO, 0, f, w, h, 12, 16, true)));
+    const auto ppm = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("d.ppm"), "-m", "mono", "--alpha"});
+    EXPECT_EQ(ppm.status, 2);
+    EXPECT_NE(ppm.err.find("d.ppm: a PPM file has no alpha channel"), std::string::npos) << ppm.err;
+    EXPECT_FALSE(kvtest::exists(d.path("d.ppm")));
 }
 
 TEST(Program, EveryMethodAndPatternOnPgm) {
