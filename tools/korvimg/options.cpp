@@ -8,12 +8,60 @@
 
 namespace kvcli {
 
+namespace {
+
+const OptionSpec *short_spec(const std::vector<OptionSpec> &specs, char c) {
+    for (const auto &s : specs)
+        if (s.short_name == c) return &s;
+    return nullptr;
+}
+
+// A word of short options (-qh, -qj2, -qo OUT): its flags, up to the first option
+// that takes a value, which takes the rest of the word or else the next one. It stops
+// at a letter that is no option.
+struct ShortWord {
+    std::vector<const OptionSpec *> flags;
+    const OptionSpec *with_value = nullptr;
+    size_t value_at = 0;  // where the value begins in the word
+    size_t unknown_at = 0;  // the letter that is no option, or 0
+};
+
+ShortWord short_word(const std::string &word, const std::vector<OptionSpec> &specs) {
+    ShortWord w;
+    for (size_t k = 1; k < word.size(); ++k) {
+        const OptionSpec *s = short_spec(specs, word[k]);
+        if (s == nullptr) {
+            w.unknown_at = k;
+            break;
+        }
+        if (s->value_name != nullptr) {
+            w.with_value = s;
+            w.value_at = k + 1;
+            break;
+        }
+        w.flags.push_back(s);
+    }
+    return w;
+}
+
+bool is_short_word(const std::string &a) { return a.size() >= 2 && a[0] == '-' && a[1] != '-'; }
+
+}  // namespace
+
 Arguments parse_arguments(const std::vector<std::string> &args, const std::vector<OptionSpec> &specs) {
     Arguments out;
-    // --help (or -h) anywhere before "--" asks for help whatever else is there.
-    for (const auto &a : args) {
+    // --help (or -h, alone or among other short flags) anywhere before "--" asks for
+    // help whatever else is there.
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &a = args[i];
         if (a == "--") break;
-        if (a == "--help" || a == "-h") {
+        bool help = a == "--help";
+        if (is_short_word(a)) {
+            const ShortWord w = short_word(a, specs);
+            for (const OptionSpec *s : w.flags) help = help || std::string(s->name) == "help";
+            if (w.with_value != nullptr && w.value_at == a.size()) ++i;  // the next word is its value
+        }
+        if (help) {
             for (const auto &s : specs)
                 if (std::string(s.name) == "help") {
                     out.values_["help"] = "";
@@ -45,12 +93,15 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
             for (const auto &s : specs)
                 if (name == s.name) spec = &s;
         } else {
-            for (const auto &s : specs)
-                if (s.short_name == a[1]) spec = &s;
-            if (spec != nullptr && a.size() > 2) {
-                // -ofile: a short option's value written onto it.
-                if (spec->value_name == nullptr) throw usage_error("unknown option " + a);
-                value = a.substr(2);
+            // -q, -qj2, -oOUT, -qo OUT: flags, and an option with a value last.
+            const ShortWord w = short_word(a, specs);
+            if (w.unknown_at != 0)
+                throw usage_error("unknown option -" + a.substr(w.unknown_at, 1) + (a.size() > 2 ? " in " + a : ""));
+            for (const OptionSpec *flag : w.flags) out.values_[flag->name] = "";
+            spec = w.with_value;
+            if (spec == nullptr) continue;
+            if (w.value_at < a.size()) {
+                value = a.substr(w.value_at);
                 inline_value = true;
             }
         }

@@ -1,5 +1,6 @@
 // Command-line options of the subcommands: long options with a value (--name value or
-// --name=value), flags, one-letter short forms, positionals, and "--" to end options.
+// --name=value), flags, one-letter short forms (grouped as in -qj2 or -qo OUT),
+// positionals, and "--" to end options.
 #pragma once
 
 #include <map>

@@ -57,7 +57,8 @@ Picture expected(int method, int pattern, const Samples &frame, int32_t w, int32
         ASSERT_EQ(r_.status, 0) << r_.err;                       \
     } while (0)
 
-// A short option's value may be written onto it (-oOUT), and --frames N is frame N.
+// A short option's value may be written onto it (-oOUT), short flags may be grouped
+// (-qj1, -qo OUT), and --frames N is frame N.
 TEST(Program, AttachedShortValuesAndOneFrame) {
     kvtest::TempDir d;
     std::mt19937 rng(15);
@@ -67,6 +68,12 @@ TEST(Program, AttachedShortValuesAndOneFrame) {
     RUN_OK("demosaic", d.path("in.ser"), "-o" + d.path("out.png"), "-mnearest", "-j1", "--frames", "1");
     EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_NEAREST, KORVIMG_RGGB, frames[1], w, h, 8, 8)));
     EXPECT_EQ(d.entries(), (std::vector<std::string>{"in.ser", "out.png"}));
+    // Grouped: quiet, one thread, the method written onto the group; quiet and the output.
+    const auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-qj1", "-qmsimple", "-qo", d.path("g.png")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("g-0000.png")), expected(KORVIMG_SIMPLE, KORVIMG_RGGB, frames[0], w, h, 8, 8)));
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("g-0001.png")), expected(KORVIMG_SIMPLE, KORVIMG_RGGB, frames[1], w, h, 8, 8)));
 }
 
 TEST(Program, Ser8BitColourIdGivesThePatternAndFramesSelectOne) {
@@ -738,6 +745,9 @@ TEST(Program, HelpVersionAndUsageErrors) {
         r = kvtest::run_program({cmd, "--no-such-option", "-h", "-o"});
         EXPECT_EQ(r.status, 0) << cmd << ": " << r.err;
         EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
+        r = kvtest::run_program({cmd, "-o", "-h", "-qh"});  // -h as -o's value is a file name
+        EXPECT_EQ(r.status, 0) << cmd << ": " << r.err;
+        EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
     }
     const std::vector<std::vector<std::string>> bad = {
         {},
@@ -746,7 +756,8 @@ TEST(Program, HelpVersionAndUsageErrors) {
         {"demosaic", "-o", "y.png"},
         {"demosaic", "x.ser", "-o", "y.png", "--no-such-option"},
         {"demosaic", "x.ser", "-o", "y.png", "--method"},
-        {"demosaic", "x.ser", "-o", "y.png", "-qj2"},  // -q takes no value
+        {"demosaic", "x.ser", "-o", "y.png", "-qx"},  // no option -x
+        {"demosaic", "x.ser", "-o", "y.png", "-qj"},  // -j without its value
         {"demosaic", "x.ser", "-o", "y.png", "--", "--help"},
         {"demosaic", "x.ser", "-o", "y.xyz"},
         {"info"},
