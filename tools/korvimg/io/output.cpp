@@ -100,14 +100,31 @@ mode_t replacing_mode(const std::string &path) {
 
 }  // namespace
 
-AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(path) {
-    struct stat st {};
-    if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
-        if (char *resolved = realpath(path.c_str(), nullptr)) {  // a dangling link is replaced itself
-            target_ = resolved;
-            std::free(resolved);
-        }
+namespace {
+
+// The file a path names once symbolic links are followed: the path itself unless it
+// is a link; for a link, what it points to, followed again while that is a link, even
+// when the last one points to nothing yet (written, it comes into being, as a shell's
+// redirection would make it).
+std::string link_target(const std::string &path) {
+    std::string p = path;
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat st {};
+        if (lstat(p.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return p;
+        std::vector<char> text(static_cast<size_t>(st.st_size > 0 ? st.st_size : 255) + 1);
+        const ssize_t n = readlink(p.c_str(), text.data(), text.size());
+        if (n <= 0 || static_cast<size_t>(n) >= text.size())
+            throw file_error(path, std::string("cannot follow the link: ") + std::strerror(n < 0 ? errno : ENAMETOOLONG));
+        const std::string to(text.data(), static_cast<size_t>(n));
+        const size_t slash = p.find_last_of('/');
+        p = to[0] == '/' || slash == std::string::npos ? to : p.substr(0, slash + 1) + to;
     }
+    throw file_error(path, std::string("cannot follow the link: ") + std::strerror(ELOOP));
+}
+
+}  // namespace
+
+AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_target(path)) {
     const size_t slash = target_.find_last_of('/');
     const std::string dir = slash == std::string::npos ? "" : target_.substr(0, slash + 1);
     const std::string base = slash == std::string::npos ? target_ : target_.substr(slash + 1);

@@ -18,7 +18,7 @@ struct PictureOptions {
 // A file written under a temporary name in its target directory and renamed over the
 // target by commit(). Destroyed without commit, it removes the temporary file. A file
 // it replaces keeps its permissions, and a symbolic link stays a link: the file it
-// points to is the one replaced.
+// points to (through further links) is the one replaced, or made if there is none.
 class AtomicFile {
   public:
     explicit AtomicFile(const std::string &path);

@@ -531,6 +531,27 @@ TEST(StagedFiles, ReplacedFilesKeepPermissionsAndLinks) {
     EXPECT_TRUE(S_ISLNK(st.st_mode));
     EXPECT_EQ(kvtest::read_picture(d.path("real/b.pgm")).samples, (std::vector<uint32_t>{9}));
     EXPECT_EQ(kvtest::list_directory(d.path("real")), (std::vector<std::string>{"b.pgm"}));
+    // A link to a link to nothing yet: the file at the end comes into being.
+    ASSERT_EQ(symlink("real/c.pgm", d.path("inner.pgm").c_str()), 0);
+    ASSERT_EQ(symlink(d.path("inner.pgm").c_str(), d.path("outer.pgm").c_str()), 0);
+    kvcli::write_picture(d.path("outer.pgm"), px);
+    for (const char *link : {"inner.pgm", "outer.pgm"}) {
+        ASSERT_EQ(lstat(d.path(link).c_str(), &st), 0);
+        EXPECT_TRUE(S_ISLNK(st.st_mode)) << link;
+    }
+    EXPECT_EQ(kvtest::read_picture(d.path("real/c.pgm")).samples, (std::vector<uint32_t>{9}));
+    EXPECT_EQ(kvtest::list_directory(d.path("real")), (std::vector<std::string>{"b.pgm", "c.pgm"}));
+    // Links in a loop lead nowhere.
+    ASSERT_EQ(symlink("loop2.pgm", d.path("loop1.pgm").c_str()), 0);
+    ASSERT_EQ(symlink("loop1.pgm", d.path("loop2.pgm").c_str()), 0);
+    const auto before = d.entries();
+    try {
+        kvcli::write_picture(d.path("loop1.pgm"), px);
+        ADD_FAILURE() << "a loop of links was written through";
+    } catch (const kvcli::Failure &f) {
+        EXPECT_EQ(std::string(f.what()), "cannot follow the link: Too many levels of symbolic links");
+    }
+    EXPECT_EQ(d.entries(), before);
 }
 
 TEST(Detection, ByMagicAndRefusals) {
