@@ -47,8 +47,9 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                                 "histogram, or dropping the low bits (default shift)"},
     {"png-level", 0, "N", "PNG compression, 0 (fastest, largest files) to 9 (smallest; default 6)"},
     {"frames", 0, "A:B|N", "frames A to B-1 of the file, counted from 0 (either may be left\n"
-                           "out), or frame N alone; a file cut short (truncated) is read only\n"
-                           "with --frames, which then counts its whole frames"},
+                           "out), or frame N alone; a file cut short (truncated, or a SER\n"
+                           "header left at 0 frames) is read only with --frames, which then\n"
+                           "counts its whole frames"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
     {"quiet", 'q', nullptr, "no progress display and no warnings"},

@@ -156,7 +156,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     if (!plausible_size(width, height))
         throw file_error(path, "implausible SER frame size " + std::to_string(width) + " x " + std::to_string(height));
     if (depth < 1 || depth > 16) throw file_error(path, "bad SER pixel depth " + std::to_string(depth));
-    if (frames < 1) throw file_error(path, "SER header gives " + std::to_string(frames) + " frames");
+    if (frames < 0) throw file_error(path, "SER header gives " + std::to_string(frames) + " frames");
 
     info.width = width;
     info.height = height;
@@ -175,7 +175,16 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     info.frames = static_cast<uint32_t>(frames);
     const int64_t frame_bytes = int64_t{width} * height * (info.stored_bits / 8);
     const int64_t needed = kHeader + frame_bytes * frames;
-    if (size < needed)
+    // A writer that stopped before it finished the header leaves the count at 0. Data
+    // that are exactly k frames and their k time stamps are taken as such.
+    if (frames == 0) {
+        const int64_t data = size - kHeader;
+        const bool stamped = data > 0 && data % (frame_bytes + 8) == 0;
+        take_whole_frames(info,
+                          "the header gives 0 frames, as a writer that did not finish leaves it, the file has " +
+                              std::to_string(size) + " bytes",
+                          stamped ? data / (frame_bytes + 8) * frame_bytes : data, frame_bytes);
+    } else if (size < needed)
         take_whole_frames(info,
                           "the header promises " + std::to_string(frames) + (frames == 1 ? " frame of " : " frames of ") +
                               std::to_string(frame_bytes) + " bytes (" + std::to_string(needed) +
@@ -211,7 +220,9 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     const std::string start = ticks_text(le64(h + 170));
     if (!start.empty()) info.notes.push_back("start: " + start);
     const int64_t trailer = size - needed;
-    if (trailer >= int64_t{8} * frames) {
+    if (!info.truncated.empty()) {
+        // No time stamps after frames that stop short.
+    } else if (trailer >= int64_t{8} * frames) {
         uint8_t first[8], last[8];
         if (read_at(fd, first, 8, needed) && read_at(fd, last, 8, needed + 8 * (int64_t{frames} - 1))) {
             const uint64_t t0 = le64(first), t1 = le64(last);

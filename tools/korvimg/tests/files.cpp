@@ -49,7 +49,7 @@ std::vector<uint8_t> ser_bytes(const SerSpec &spec, const std::vector<Samples> &
     put32(b, spec.width);
     put32(b, spec.height);
     put32(b, spec.depth);
-    put32(b, spec.frame_count >= 0 ? spec.frame_count : static_cast<int32_t>(frames.size()));
+    put32(b, spec.frame_count != -1 ? spec.frame_count : static_cast<int32_t>(frames.size()));
     for (int i = 0; i < 120; ++i) b.push_back(i < 8 ? static_cast<uint8_t>("observer"[i]) : 0);
     put64(b, 638000000000000000ULL);
     put64(b, 638000000000000000ULL);

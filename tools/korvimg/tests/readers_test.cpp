@@ -103,7 +103,7 @@ TEST(SerReader, RefusesBadHeaders) {
         spec.frame_count = frames;
         return spec;
     };
-    check(counted(0), {f}, "SER header gives 0 frames");
+    check(counted(-2), {f}, "SER header gives -2 frames");
     auto bytes = kvtest::ser_bytes(ok, {f});
     bytes.resize(100);
     kvtest::write_file(d.path("short.ser"), bytes);
@@ -136,6 +136,32 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     spec.frame_count = 0x7fffffff;
     kvtest::write_file(d.path("c.ser"), kvtest::ser_bytes(spec, {frames[0]}));
     EXPECT_EQ(kvcli::open_source(d.path("c.ser"), {})->info().frames, 1u);
+    // A count of 0 (a writer that stopped before finishing the header): the file's
+    // whole frames, time stamps or not.
+    kvtest::SerSpec unfinished = kvtest::ser_spec(8, 8, 8);
+    unfinished.frame_count = 0;
+    std::vector<Samples> big;
+    for (int i = 0; i < 3; ++i) big.push_back(kvtest::random_frame(8, 8, 255, rng));
+    kvtest::write_file(d.path("z.ser"), kvtest::ser_bytes(unfinished, big));
+    auto z = kvcli::open_source(d.path("z.ser"), {});
+    EXPECT_EQ(z->info().frames, 3u);
+    EXPECT_EQ(z->info().truncated,
+              "the header gives 0 frames, as a writer that did not finish leaves it, the file has 370 bytes, 3 whole "
+              "frames");
+    EXPECT_EQ(frame_samples(*z, 2), big[2]);
+    for (const auto &n : z->info().notes) EXPECT_EQ(n.find("time stamps"), std::string::npos) << n;
+    unfinished.timestamps = true;  // two frames and two stamps: 144 bytes, not a third frame and a bit
+    kvtest::write_file(d.path("z.ser"), kvtest::ser_bytes(unfinished, {big[0], big[1]}));
+    EXPECT_EQ(kvcli::open_source(d.path("z.ser"), {})->info().frames, 2u);
+    bytes = kvtest::ser_bytes(unfinished, {big[0], big[1]});
+    bytes.pop_back();  // no longer frames and stamps exactly: two whole frames and more
+    kvtest::write_file(d.path("z.ser"), bytes);
+    EXPECT_EQ(kvcli::open_source(d.path("z.ser"), {})->info().frames, 2u);
+    bytes = kvtest::ser_bytes(unfinished, {});
+    kvtest::write_file(d.path("z.ser"), bytes);
+    EXPECT_EQ(error_of(d.path("z.ser")),
+              "truncated: the header gives 0 frames, as a writer that did not finish leaves it, the file has 178 "
+              "bytes, not one whole frame");
     spec.frame_count = 1;
     bytes = kvtest::ser_bytes(spec, {frames[0]});
     bytes.pop_back();
