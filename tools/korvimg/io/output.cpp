@@ -1,5 +1,7 @@
 #include "io/output.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,12 +54,37 @@ int register_temporary(const char *name) {
 // The staged set under way (one at a time), for the signal handler.
 struct StagedSet {
     const char *dir;
-    const char *const *names;
-    size_t count;
     const char *const *made;  // directories made for the set, innermost first
     size_t made_count;
 };
 std::atomic<const StagedSet *> staged_set{nullptr};
+
+// Removes a staging directory with whatever is in it: the pictures written, and the
+// temporaries of pictures under way, registered or not yet. Only calls that a signal
+// handler may make.
+void remove_staging_directory(const char *dir) {
+    const int fd = open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        alignas(struct dirent64) char entries[4096];
+        // Each pass lists what is left; one that removes nothing ends it.
+        for (bool removed = true; removed;) {
+            removed = false;
+            ssize_t n = 0;
+            while ((n = getdents64(fd, entries, sizeof entries)) > 0) {
+                for (ssize_t at = 0; at < n;) {
+                    const auto *e = reinterpret_cast<const struct dirent64 *>(entries + at);
+                    at += e->d_reclen;
+                    const char *name = e->d_name;
+                    if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
+                    removed = unlinkat(fd, name, 0) == 0 || removed;
+                }
+            }
+            lseek(fd, 0, SEEK_SET);
+        }
+        close(fd);
+    }
+    rmdir(dir);
+}
 
 extern "C" void on_terminating_signal(int signal_number) {
     for (auto &slot : temporaries) {
@@ -65,8 +92,7 @@ extern "C" void on_terminating_signal(int signal_number) {
         if (name != nullptr) unlink(name);
     }
     if (const StagedSet *set = staged_set.load()) {
-        for (size_t i = 0; i < set->count; ++i) unlink(set->names[i]);
-        rmdir(set->dir);
+        remove_staging_directory(set->dir);
         for (size_t i = 0; i < set->made_count; ++i) rmdir(set->made[i]);
     }
     std::signal(signal_number, SIG_DFL);
@@ -132,15 +158,18 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_targ
     // ".NAME.XXXXXX", or a fixed short name where that would pass the longest file
     // name a directory takes.
     constexpr size_t kLongestName = 255;
-    const std::string pattern =
-        dir + (base.size() + 8 > kLongestName ? std::string(".korvimg-XXXXXX") : "." + base + ".XXXXXX");
-    std::vector<char> name(pattern.begin(), pattern.end());
-    name.push_back('\0');
+    temp_ = dir + (base.size() + 8 > kLongestName ? std::string(".korvimg-XXXXXX") : "." + base + ".XXXXXX");
     const mode_t mode = replacing_mode(target_);
-    const int fd = mkstemp(name.data());
-    if (fd < 0) throw file_error(path, std::string("cannot create: ") + std::strerror(errno));
-    temp_ = name.data();
+    // The signal handler learns the name before the file exists (mkstemp fills it in
+    // in place), so that no signal finds the file there and unknown to it.
     slot_ = register_temporary(temp_.c_str());
+    const int fd = mkstemp(temp_.data());
+    if (fd < 0) {
+        const int e = errno;
+        if (slot_ >= 0) temporaries[slot_].store(nullptr);
+        slot_ = -1;
+        throw file_error(path, std::string("cannot create: ") + std::strerror(e));
+    }
     fchmod(fd, mode);
     stream_ = fdopen(fd, "wb");
     if (stream_ == nullptr) {
@@ -202,21 +231,22 @@ StagedFiles::StagedFiles(std::vector<std::string> targets, std::vector<std::stri
         struct stat st {};
         if (stat(t.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) throw refuse(file_error(t, "is a directory"));
     }
-    std::string pattern = parent + ".korvimg-XXXXXX";
-    std::vector<char> name(pattern.begin(), pattern.end());
-    name.push_back('\0');
-    if (mkdtemp(name.data()) == nullptr)
-        throw refuse(file_error(targets_.front(), std::string("cannot create: ") + std::strerror(errno)));
-    dir_ = name.data();
-    staged_.reserve(targets_.size());
-    for (const auto &t : targets_) staged_.push_back(dir_ + "/" + t.substr(parent.size()));
-    names_.reserve(staged_.size());
-    for (const auto &s : staged_) names_.push_back(s.c_str());
+    // The signal handler learns the directory's name before it exists (mkdtemp fills
+    // it in in place): a signal at any time after finds it known.
+    dir_ = parent + ".korvimg-XXXXXX";
     if (staged_set.load() == nullptr) {
-        staged_record = StagedSet{dir_.c_str(), names_.data(), names_.size(), made_names_.data(), made_names_.size()};
+        staged_record = StagedSet{dir_.c_str(), made_names_.data(), made_names_.size()};
         staged_set.store(&staged_record);
         registered_ = true;
     }
+    if (mkdtemp(dir_.data()) == nullptr) {
+        const int e = errno;
+        dir_.clear();
+        remove_staged();
+        throw refuse(file_error(targets_.front(), std::string("cannot create: ") + std::strerror(e)));
+    }
+    staged_.reserve(targets_.size());
+    for (const auto &t : targets_) staged_.push_back(dir_ + "/" + t.substr(parent.size()));
 }
 
 void StagedFiles::remove_staged() {

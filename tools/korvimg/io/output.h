@@ -67,7 +67,7 @@ class StagedFiles {
     void remove_staged();
     std::string dir_;
     std::vector<std::string> targets_, staged_, made_;  // made_: innermost first
-    std::vector<const char *> names_, made_names_;     // as C strings, for the signal handler
+    std::vector<const char *> made_names_;             // as C strings, for the signal handler
     bool registered_ = false;
     bool committed_ = false;
 };

@@ -20,6 +20,12 @@ Samples random_frame(int32_t width, int32_t height, uint32_t maxv, std::mt19937 
     return s;
 }
 
+std::vector<Samples> random_frames(int count, int32_t width, int32_t height, uint32_t maxv, std::mt19937 &rng) {
+    std::vector<Samples> frames;
+    for (int i = 0; i < count; ++i) frames.push_back(random_frame(width, height, maxv, rng));
+    return frames;
+}
+
 namespace {
 void put32(std::vector<uint8_t> &b, int32_t v) {
     for (int i = 0; i < 4; ++i) b.push_back(static_cast<uint8_t>(static_cast<uint32_t>(v) >> (8 * i)));

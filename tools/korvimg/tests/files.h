@@ -14,6 +14,7 @@ namespace kvtest {
 using Samples = std::vector<uint16_t>;  // one frame, 8-bit values or 16-bit words
 
 Samples random_frame(int32_t width, int32_t height, uint32_t maxv, std::mt19937 &rng);
+std::vector<Samples> random_frames(int count, int32_t width, int32_t height, uint32_t maxv, std::mt19937 &rng);
 
 struct SerSpec {
     int32_t colour_id = 8;

@@ -98,8 +98,7 @@ TEST(Program, CaptureCutShortIsReadWithFrames) {
     kvtest::TempDir d;
     std::mt19937 rng(32);
     const int32_t w = 10, h = 8;
-    std::vector<Samples> frames;
-    for (int i = 0; i < 4; ++i) frames.push_back(kvtest::random_frame(w, h, 4095, rng));
+    const std::vector<Samples> frames = kvtest::random_frames(4, w, h, 4095, rng);
     const auto whole = kvtest::ser_bytes(kvtest::ser_spec(9, w, h, 12), frames);
     auto cut = whole;
     cut.resize(cut.size() - 2 * w * h - 33);  // the last frame is missing, the one before it cut
@@ -320,8 +319,7 @@ TEST(Program, RawSequenceIsNumberedAndMatchesEachFrame) {
     kvtest::TempDir d;
     std::mt19937 rng(7);
     const int32_t w = 6, h = 4;
-    std::vector<Samples> frames;
-    for (int i = 0; i < 5; ++i) frames.push_back(kvtest::random_frame(w, h, 1023, rng));
+    const std::vector<Samples> frames = kvtest::random_frames(5, w, h, 1023, rng);
     auto bytes = kvtest::raw_bytes(frames, 2, true);
     bytes.insert(bytes.begin(), 16, 0xee);  // a header to skip
     kvtest::write_file(d.path("in.raw"), bytes);

@@ -115,8 +115,7 @@ TEST(SerReader, RefusesBadHeaders) {
 TEST(SerReader, CutShortGivesItsWholeFrames) {
     kvtest::TempDir d;
     std::mt19937 rng(31);
-    std::vector<Samples> frames;
-    for (int i = 0; i < 3; ++i) frames.push_back(kvtest::random_frame(4, 4, 255, rng));
+    const std::vector<Samples> frames = kvtest::random_frames(3, 4, 4, 255, rng);
     kvtest::SerSpec spec = kvtest::ser_spec(8, 4, 4);
     spec.frame_count = 5;
     auto bytes = kvtest::ser_bytes(spec, frames);
@@ -140,8 +139,7 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     // whole frames, time stamps or not.
     kvtest::SerSpec unfinished = kvtest::ser_spec(8, 8, 8);
     unfinished.frame_count = 0;
-    std::vector<Samples> big;
-    for (int i = 0; i < 3; ++i) big.push_back(kvtest::random_frame(8, 8, 255, rng));
+    const std::vector<Samples> big = kvtest::random_frames(3, 8, 8, 255, rng);
     kvtest::write_file(d.path("z.ser"), kvtest::ser_bytes(unfinished, big));
     auto z = kvcli::open_source(d.path("z.ser"), {});
     EXPECT_EQ(z->info().frames, 3u);
