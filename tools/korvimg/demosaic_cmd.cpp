@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -29,7 +30,8 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                            "for several frames without --stack, OUT-0000.png, OUT-0001.png, ..."},
     {"method", 'm', "METHOD", "mono|bayer|nearest|simple|bilinear|adaptive|laplacian|preview\n"
                               "(default bilinear; mono for a monochrome SER file)"},
-    {"pattern", 'p', "PATTERN", "rggb|grbg|gbrg|bggr|auto (default auto: from the file, else rggb)"},
+    {"pattern", 'p', "PATTERN", "rggb|grbg|gbrg|bggr|auto (default auto: from the file, else rggb);\n"
+                                "the pattern at the file's first photosite, whatever --crop takes"},
     {"out-depth", 'd', "DEPTH", "bits per output channel: 8|16 (default 8 for 8-bit samples, else 16)"},
     {"alpha", 0, nullptr, "add an opaque alpha channel (grey and alpha for mono): the library's\n"
                             "32/64-bit formats"},
@@ -50,6 +52,8 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                            "out), or frame N alone; a file cut short (truncated, or a SER\n"
                            "header left at 0 frames) is read only with --frames, which then\n"
                            "counts its whole frames"},
+    {"crop", 0, "X,Y,W,H", "only the W x H photosites from column X and row Y of each frame\n"
+                           "(counted from 0 at the top left; an odd X or Y shifts the pattern)"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
     {"quiet", 'q', nullptr, "no progress display and no warnings"},
@@ -179,13 +183,60 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
     return s;
 }
 
-void check_frame_size(const SourceInfo &info, int method) {
+// A region of the file's frames (--crop).
+struct Crop {
+    bool on = false;
+    int32_t x = 0, y = 0, width = 0, height = 0;
+};
+
+Crop crop_from(const Arguments &a, const SourceInfo &info) {
+    Crop c;
+    if (!a.has("crop")) return c;
+    const std::string text = a.get("crop");
+    long long v[4];
+    size_t start = 0;
+    for (int i = 0; i < 4; ++i) {
+        const size_t comma = text.find(',', start);
+        if ((comma == std::string::npos) != (i == 3))
+            throw usage_error("--crop: expected X,Y,W,H (four whole numbers), got '" + text + "'");
+        v[i] = parse_integer(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start),
+                             "--crop", i < 2 ? 0 : 1, 0x7fffffff);
+        start = comma + 1;
+    }
+    if (v[0] + v[2] > info.width || v[1] + v[3] > info.height)
+        throw usage_error(info.path + ": --crop " + text + " reaches past its " + std::to_string(info.width) + " x " +
+                          std::to_string(info.height) + " frames");
+    c.on = true;
+    c.x = static_cast<int32_t>(v[0]);
+    c.y = static_cast<int32_t>(v[1]);
+    c.width = static_cast<int32_t>(v[2]);
+    c.height = static_cast<int32_t>(v[3]);
+    return c;
+}
+
+// The crop's samples of a whole frame.
+void crop_frame(const RawFrame &whole, const Crop &c, RawFrame &out) {
+    out.allocate(c.width, c.height, whole.bits);
+    const size_t from = static_cast<size_t>(whole.width), to = static_cast<size_t>(c.width);
+    for (size_t r = 0; r < static_cast<size_t>(c.height); ++r) {
+        const size_t at = (static_cast<size_t>(c.y) + r) * from + static_cast<size_t>(c.x);
+        if (whole.wide()) std::copy_n(&whole.s16[at], to, &out.s16[r * to]);
+        else std::copy_n(&whole.s8[at], to, &out.s8[r * to]);
+    }
+}
+
+void check_frame_size(const SourceInfo &info, int method, bool cropped) {
     const int32_t w = info.width, h = info.height, least = minimum_size(method);
     const bool even = method == KORVIMG_MONO || (w % 2 == 0 && h % 2 == 0);
-    if (!even || w < least || h < least)
-        throw file_error(info.path, "the " + std::to_string(w) + " x " + std::to_string(h) + " frame is too small or odd for " +
+    if (!even || w < least || h < least) {
+        std::string hint;
+        if (w >= least && h >= least && !cropped)  // odd only: the even part can be taken
+            hint = "; --crop 0,0," + std::to_string(w & ~1) + "," + std::to_string(h & ~1) + " takes the even part";
+        throw file_error(info.path, "the " + std::to_string(w) + " x " + std::to_string(h) +
+                                        (cropped ? " crop" : " frame") + " is too small or odd for " +
                                         kMethodNames[method] + " (it needs even sizes of at least " +
-                                        std::to_string(least) + ")");
+                                        std::to_string(least) + ")" + hint);
+    }
 }
 
 }  // namespace
@@ -214,8 +265,15 @@ int run_demosaic(const std::vector<std::string> &args) {
     // Frames too large for this machine's memory are a problem of this file.
     try {
         std::unique_ptr<Source> source = open_source(in, oo);
-        const SourceInfo &info = source->info();
+        // The frames as the later steps see them: the crop's size when cropping.
+        SourceInfo info = source->info();
+        const Crop crop = crop_from(a, info);
         Settings s = settings_from(a, info);
+        if (crop.on) {
+            info.width = crop.width;
+            info.height = crop.height;
+            s.pattern = shifted_pattern(s.pattern, crop.x, crop.y);
+        }
         if (format == FileFormat::pgm && s.alpha)
             throw usage_error(out + ": a PGM file has no alpha channel (use .png, .tif or .pam)");
         if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction())
@@ -223,7 +281,7 @@ int run_demosaic(const std::vector<std::string> &args) {
         check_format(format, out, s.file_channels(), s.out_bits);
         if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
             throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
-        check_frame_size(info, s.method);
+        check_frame_size(info, s.method, crop.on);
         check_output_directory(out);
         // A capture cut short is read only when --frames says which of its whole frames
         // to take: a run over "all" of its frames would not make what was asked for.
@@ -247,7 +305,13 @@ int run_demosaic(const std::vector<std::string> &args) {
 
         // A frame as the later steps take it: read, then spike-filtered when asked.
         auto read_frame = [&](uint32_t index, RawFrame &frame) {
-            source->read(index, frame);
+            if (crop.on) {
+                thread_local RawFrame whole;
+                source->read(index, whole);
+                crop_frame(whole, crop, frame);
+            } else {
+                source->read(index, frame);
+            }
             if (s.median >= 0) median_filter(frame, s.median);
         };
         // --wb auto: the gains of one frame (the stacked one, or the first of a

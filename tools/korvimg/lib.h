@@ -18,6 +18,9 @@ int pattern_code(const std::string &name);        // -1 when unknown
 // pattern code itself (rggb 0, grbg 1, gbrg 2, bggr 3), blue diagonally across.
 constexpr int red_site(int pattern) { return pattern; }
 constexpr int blue_site(int pattern) { return 3 - pattern; }
+// The pattern seen from a photosite dx columns and dy rows into the pattern's tile:
+// an odd column swaps the tile's columns, an odd row its rows.
+constexpr int shifted_pattern(int pattern, int dx, int dy) { return pattern ^ (dx & 1) ^ (dy & 1) << 1; }
 
 // Output size of a method for a width x height frame.
 int32_t output_width(int method, int32_t width);

@@ -17,6 +17,7 @@
 #include "failure.h"
 #include "io/limits.h"
 #include "io/source.h"
+#include "lib.h"
 
 namespace kvcli {
 
@@ -35,16 +36,6 @@ int pattern_of(std::string name) {
     for (int i = 0; i < 4; ++i)
         if (name == kNames[i]) return i;
     return -1;
-}
-
-// The pattern seen from a frame whose first sample lies (dx, dy) photosites into the
-// named pattern's tile.
-int shifted_pattern(int pattern, int dx, int dy) {
-    static const char *const kNames[] = {"RGGB", "GRBG", "GBRG", "BGGR"};
-    std::string s(4, ' ');
-    for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 2; ++x) s[static_cast<size_t>(y * 2 + x)] = kNames[pattern][((y + dy) & 1) * 2 + ((x + dx) & 1)];
-    return pattern_of(s);
 }
 
 // Data that stop short of the whole 2880-byte records the standard pads them to (every

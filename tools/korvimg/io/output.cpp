@@ -217,7 +217,7 @@ StagedSet staged_record;
 
 }  // namespace
 
-StagedFiles::StagedFiles(std::vector<std::string> targets, std::vector<std::string> made)
+StagedFiles::StagedFiles(std::vector<std::string> targets, const std::vector<std::string> &made)
     : targets_(std::move(targets)), made_(made.rbegin(), made.rend()) {
     for (const auto &m : made_) made_names_.push_back(m.c_str());
     auto refuse = [this](const Failure &f) {

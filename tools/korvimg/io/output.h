@@ -47,7 +47,7 @@ class AtomicFile {
 // (outermost first); they are removed with it, if empty, unless it is committed.
 class StagedFiles {
   public:
-    explicit StagedFiles(std::vector<std::string> targets, std::vector<std::string> made = {});
+    explicit StagedFiles(std::vector<std::string> targets, const std::vector<std::string> &made = {});
     ~StagedFiles();
     StagedFiles(const StagedFiles &) = delete;
     StagedFiles &operator=(const StagedFiles &) = delete;

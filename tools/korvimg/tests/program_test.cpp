@@ -274,6 +274,63 @@ TEST(Program, EveryMethodAndPatternOnPgm) {
     }
 }
 
+// The frame's samples from (x, y), w x h of them.
+Samples cropped(const Samples &f, int32_t width, int32_t x, int32_t y, int32_t w, int32_t h) {
+    Samples out;
+    for (int32_t r = 0; r < h; ++r)
+        for (int32_t c = 0; c < w; ++c) out.push_back(f[static_cast<size_t>((y + r) * width + x + c)]);
+    return out;
+}
+
+// --crop takes a region of each frame; the pattern is the one at the region's first
+// photosite. An odd frame is refused with the crop that takes its even part.
+TEST(Program, CropTakesARegionAndShiftsThePattern) {
+    kvtest::TempDir d;
+    std::mt19937 rng(34);
+    const int32_t w = 13, h = 11;
+    const Samples f = random_pgm(d, "in.pgm", w, h, 255, rng);
+    // GRBG from the file's first photosite: column 3 of row 1 is green, then blue; the
+    // row below starts with red. So the crop's pattern is GBRG.
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-p", "grbg", "--crop", "3,1,6,8", "-m", "bilinear");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")),
+                     expected(KORVIMG_BILINEAR, KORVIMG_GBRG, cropped(f, w, 3, 1, 6, 8), 6, 8, 8, 8)));
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("b.png"), "-p", "grbg", "--crop", "2,2,10,8", "-m", "laplacian");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("b.png")),
+                     expected(KORVIMG_LAPLACIAN, KORVIMG_GRBG, cropped(f, w, 2, 2, 10, 8), 10, 8, 8, 8)));
+    // The whole odd frame is refused, pointing to the crop of its even part.
+    auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("c.png")});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("the 13 x 11 frame is too small or odd for bilinear (it needs even sizes of at least 4); "
+                         "--crop 0,0,12,10 takes the even part"),
+              std::string::npos)
+        << r.err;
+    r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("c.png"), "--crop", "0,0,3,10"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("the 3 x 10 crop is too small or odd for bilinear (it needs even sizes of at least 4)\n"),
+              std::string::npos)
+        << r.err;
+    for (const char *bad : {"1,1,13,2", "0,11,2,1", "1,2,3", "1,2,3,4,5", "-1,0,2,2", "0,0,0,2", "a,0,2,2"}) {
+        r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("c.png"), "--crop", bad});
+        EXPECT_EQ(r.status, 2) << bad << ": " << r.err;
+        EXPECT_NE(r.err.find("--crop"), std::string::npos) << r.err;
+    }
+    EXPECT_NE(kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("c.png"), "--crop", "1,1,13,2"})
+                  .err.find(d.path("in.pgm") + ": --crop 1,1,13,2 reaches past its 13 x 11 frames"),
+              std::string::npos);
+    EXPECT_FALSE(kvtest::exists(d.path("c.png")));
+
+    // A SER's pattern (RGGB) seen from (1, 1) is BGGR; frames are cropped before they
+    // are stacked, and white balance measures the crop.
+    const std::vector<Samples> frames = kvtest::random_frames(3, w, h, 4095, rng);
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h, 12), frames));
+    RUN_OK("demosaic", d.path("in.ser"), "-o", d.path("s.tif"), "-m", "simple", "--crop", "1,1,8,6", "--stack", "-q");
+    std::vector<uint32_t> acc(48, 0);
+    for (const auto &frame : frames) frame_add16(acc.data(), cropped(frame, w, 1, 1, 8, 6).data(), 48);
+    Samples avg(48);
+    frame_avg16(avg.data(), acc.data(), 48, 3);
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("s.tif")), expected(KORVIMG_SIMPLE, KORVIMG_BGGR, avg, 8, 6, 12, 16)));
+}
+
 TEST(Program, FitsUnsignedWithBayerOffsets) {
     kvtest::TempDir d;
     std::mt19937 rng(5);
