@@ -102,11 +102,16 @@ extern "C" void on_terminating_signal(int signal_number) {
 }  // namespace
 
 void remove_temporaries_on_signals() {
-    // The signals that end the program by default. One that the program was started
-    // with ignored (a hangup under nohup, a broken pipe a shell ignores) stays ignored,
-    // and one that already has a handler (a profiler's SIGPROF) keeps it.
-    for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ, SIGXCPU, SIGALRM, SIGVTALRM, SIGPROF, SIGUSR1,
-                  SIGUSR2}) {
+    // Every signal that ends the program by default: those sent to end it, those of a
+    // limit reached, the spare ones, and those of a crash (they still dump core after).
+    // One that the program was started with ignored (a hangup under nohup, a broken
+    // pipe a shell ignores) stays ignored, and one that already has a handler (a
+    // profiler's SIGPROF, a sanitizer's SIGSEGV) keeps it.
+    std::vector<int> signals = {SIGHUP,  SIGINT,  SIGQUIT, SIGILL,    SIGTRAP, SIGABRT, SIGBUS, SIGFPE,
+                                SIGUSR1, SIGSEGV, SIGUSR2, SIGPIPE,   SIGALRM, SIGTERM, SIGSTKFLT, SIGXCPU,
+                                SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSYS};
+    for (int s = SIGRTMIN; s <= SIGRTMAX; ++s) signals.push_back(s);
+    for (int s : signals) {
         struct sigaction old {};
         if (sigaction(s, nullptr, &old) != 0 || (old.sa_flags & SA_SIGINFO) != 0 || old.sa_handler != SIG_DFL)
             continue;
@@ -123,10 +128,6 @@ mode_t replacing_mode(const std::string &path) {
     if (stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) return st.st_mode & 07777;
     return creation_mode();
 }
-
-}  // namespace
-
-namespace {
 
 // The file a path names once symbolic links are followed: the path itself unless it
 // is a link; for a link, what it points to, followed again while that is a link, even
@@ -148,9 +149,25 @@ std::string link_target(const std::string &path) {
     throw file_error(path, std::string("cannot follow the link: ") + std::strerror(ELOOP));
 }
 
+// What is wrong with writing a picture over what `path` names now, through links:
+// only a regular file (or nothing) is replaced. A device or a FIFO would be replaced
+// by a file, not written into. "" when it may be written.
+std::string unwritable_kind(const std::string &path) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0 || S_ISREG(st.st_mode)) return "";
+    if (S_ISDIR(st.st_mode)) return "is a directory";
+    const char *kind = S_ISFIFO(st.st_mode) ? "a FIFO" : S_ISCHR(st.st_mode) ? "a character device"
+                       : S_ISBLK(st.st_mode)  ? "a block device"
+                       : S_ISSOCK(st.st_mode) ? "a socket"
+                                              : "not a file";
+    return std::string("is ") + kind + ", not a regular file (pictures replace regular files only)";
+}
+
 }  // namespace
 
 AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_target(path)) {
+    const std::string unwritable = unwritable_kind(target_);
+    if (!unwritable.empty()) throw file_error(path, unwritable);
     const size_t slash = target_.find_last_of('/');
     const std::string dir = slash == std::string::npos ? "" : target_.substr(0, slash + 1);
     const std::string base = slash == std::string::npos ? target_ : target_.substr(slash + 1);
@@ -228,8 +245,8 @@ StagedFiles::StagedFiles(std::vector<std::string> targets, const std::vector<std
     const std::string parent = directory_of(targets_.front());
     for (const auto &t : targets_) {
         if (directory_of(t) != parent) throw std::logic_error("staged files in more than one directory");
-        struct stat st {};
-        if (stat(t.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) throw refuse(file_error(t, "is a directory"));
+        const std::string unwritable = unwritable_kind(t);
+        if (!unwritable.empty()) throw refuse(file_error(t, unwritable));
     }
     // The signal handler learns the directory's name before it exists (mkdtemp fills
     // it in in place): a signal at any time after finds it known.

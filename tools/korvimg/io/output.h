@@ -72,8 +72,8 @@ class StagedFiles {
     bool committed_ = false;
 };
 
-// Makes the signals that end a program by default (SIGINT, SIGTERM, SIGHUP, SIGPIPE and
-// the rest) remove the temporary
+// Makes every signal that ends a program by default (SIGINT, SIGTERM, SIGHUP, SIGPIPE,
+// the real-time ones, a crash's and the rest) remove the temporary
 // files of unfinished AtomicFiles and StagedFiles before the program ends (those of
 // them the program was started with ignored, or handled, stay so).
 void remove_temporaries_on_signals();

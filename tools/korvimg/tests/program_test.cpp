@@ -753,7 +753,7 @@ TEST(Program, InterruptedSequenceLeavesTheOldFilesAlone) {
     kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(std::vector<Samples>(frames, f), 1, false));
     for (int i = 0; i < 3; ++i) kvtest::write_file(d.path("out-000" + std::to_string(i) + ".png"), {'o', 'l', 'd'});
     const auto before = d.entries();
-    for (int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM, SIGUSR1}) {
+    for (int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM, SIGUSR1, SIGPWR, SIGIO, SIGRTMIN, SIGRTMAX}) {
         int pid = 0;
         {
             const kvtest::Disposition fatal(signal_number, SIG_DFL);  // as a shell would start it

@@ -565,6 +565,25 @@ TEST(StagedFiles, ReplacedFilesKeepPermissionsAndLinks) {
     }
     EXPECT_EQ(kvtest::read_picture(d.path("real/c.pgm")).samples, (std::vector<uint32_t>{9}));
     EXPECT_EQ(kvtest::list_directory(d.path("real")), (std::vector<std::string>{"b.pgm", "c.pgm"}));
+    // A FIFO (or a device) is not replaced by a file, directly or through a link.
+    ASSERT_EQ(mkfifo(d.path("fifo.pgm").c_str(), 0600), 0);
+    ASSERT_EQ(symlink("fifo.pgm", d.path("to-fifo.pgm").c_str()), 0);
+    for (const char *name : {"fifo.pgm", "to-fifo.pgm"}) {
+        try {
+            kvcli::write_picture(d.path(name), px);
+            ADD_FAILURE() << "written over " << name;
+        } catch (const kvcli::Failure &f) {
+            EXPECT_EQ(f.line(), d.path(name) + ": is a FIFO, not a regular file (pictures replace regular files only)");
+        }
+        try {
+            kvcli::StagedFiles staged({d.path("x.pgm"), d.path(name)});
+            ADD_FAILURE() << "staged over " << name;
+        } catch (const kvcli::Failure &f) {
+            EXPECT_EQ(f.line(), d.path(name) + ": is a FIFO, not a regular file (pictures replace regular files only)");
+        }
+    }
+    ASSERT_EQ(lstat(d.path("fifo.pgm").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
     // Links in a loop lead nowhere.
     ASSERT_EQ(symlink("loop2.pgm", d.path("loop1.pgm").c_str()), 0);
     ASSERT_EQ(symlink("loop1.pgm", d.path("loop2.pgm").c_str()), 0);
