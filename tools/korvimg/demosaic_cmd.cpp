@@ -85,10 +85,12 @@ void frame_range(const Arguments &a, const SourceInfo &info, uint32_t &first, ui
     // A:B with A not below B selects nothing, whatever the file; A: or N beyond the
     // file's last frame is a frame it does not have.
     if (first >= end && colon != std::string::npos && colon + 1 < text.size())
-        throw usage_error("--frames " + text + ": no frames selected (A:B is frames A to B - 1, so A must be below B)");
-    if (end > frames || first >= frames)
-        throw usage_error("--frames " + text + ": the file has " + (info.truncated.empty() ? "" : "whole ") +
-                          "frames 0 to " + std::to_string(frames - 1));
+        throw usage_error("--frames " + text + " selects no frames (A:B is frames A to B - 1, so A must be below B)");
+    if (end > frames || first >= frames) {
+        const std::string whole = info.truncated.empty() ? "" : "whole ";
+        throw usage_error("--frames " + text + " goes past the last frame (the file has " +
+                          (frames == 1 ? whole + "frame 0 alone)" : whole + "frames 0 to " + std::to_string(frames - 1) + ")"));
+    }
 }
 
 // OUT with "-0007" (the frame number) before its extension.
@@ -286,8 +288,9 @@ int run_demosaic(const std::vector<std::string> &args) {
         // A capture cut short is read only when --frames says which of its whole frames
         // to take: a run over "all" of its frames would not make what was asked for.
         if (!info.truncated.empty() && !a.has("frames"))
-            throw file_error(in, "truncated: " + info.truncated + " (--frames 0:" + std::to_string(info.frames) +
-                                     " reads them)");
+            throw file_error(in, info.truncated + (info.frames == 1 ? " (--frames 0 reads it)"
+                                                                    : " (--frames 0:" + std::to_string(info.frames) +
+                                                                          " reads them)"));
         uint32_t first = 0, end = 0;
         frame_range(a, info, first, end);
         const uint32_t count = end - first;

@@ -156,7 +156,7 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
         const int64_t needed = int64_t{data_start} + frame_bytes * frames;
         if (st.st_size < needed)
             take_whole_frames(info,
-                              "the header promises " + std::to_string(frames) + " frame(s) of " +
+                              "truncated: the header promises " + count_of(frames, "frame") + " of " +
                                   std::to_string(naxes[0]) + " x " + std::to_string(naxes[1]) + " samples (" +
                                   std::to_string(needed) + " bytes in all), the file has " +
                                   std::to_string(st.st_size) + " bytes",
@@ -228,8 +228,9 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
             throw file_error(path, info.truncated.empty()
                                        ? std::string("the data are not padded to a whole 2880-byte record, which is "
                                                      "read only with BSCALE 1 and a whole-number BZERO")
-                                       : "truncated: " + info.truncated +
-                                             "; its whole frames are read only with BSCALE 1 and a whole-number BZERO");
+                                       : info.truncated +
+                                             "; the whole frames of a file cut short are read only with BSCALE 1 "
+                                             "and a whole-number BZERO");
         unpadded.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (unpadded.fd < 0) throw file_error(path, std::string("cannot open: ") + std::strerror(errno));
         unpadded.data_start = data_start;

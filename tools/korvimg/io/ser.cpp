@@ -103,6 +103,24 @@ bool looks_swapped(const std::vector<uint8_t> &bytes, bool big) {
     return low != 0 && high > 8 * low;
 }
 
+// Whether `data` bytes after the header are k frames of frame_bytes and then their k
+// time stamps: the size must fit, and the would-be stamps must read as dates in order
+// (pixels seldom do).
+bool stamped_frames(int fd, int64_t data, int64_t frame_bytes) {
+    if (data <= 0 || data % (frame_bytes + 8) != 0) return false;
+    const int64_t k = data / (frame_bytes + 8);
+    if (k > (int64_t{1} << 20)) return false;
+    std::vector<uint8_t> stamps(static_cast<size_t>(k) * 8);
+    if (!read_at(fd, stamps.data(), stamps.size(), kHeader + k * frame_bytes)) return false;
+    uint64_t last = 0;
+    for (size_t i = 0; i < stamps.size(); i += 8) {
+        const uint64_t t = le64(&stamps[i]);
+        if (t < last || ticks_text(t).empty()) return false;
+        last = t;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &options) {
@@ -175,21 +193,22 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     info.frames = static_cast<uint32_t>(frames);
     const int64_t frame_bytes = int64_t{width} * height * (info.stored_bits / 8);
     const int64_t needed = kHeader + frame_bytes * frames;
-    // A writer that stopped before it finished the header leaves the count at 0. Data
-    // that are exactly k frames and their k time stamps are taken as such.
+    // A writer that stopped before it finished the header leaves the count at 0.
     if (frames == 0) {
         const int64_t data = size - kHeader;
-        const bool stamped = data > 0 && data % (frame_bytes + 8) == 0;
+        const bool stamped = stamped_frames(fd, data, frame_bytes);
         take_whole_frames(info,
-                          "the header gives 0 frames, as a writer that did not finish leaves it, the file has " +
-                              std::to_string(size) + " bytes",
+                          "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the "
+                          "file has " + std::to_string(size) + " bytes" +
+                              (stamped ? " of frames and their time stamps" : ""),
                           stamped ? data / (frame_bytes + 8) * frame_bytes : data, frame_bytes);
-    } else if (size < needed)
+    } else if (size < needed) {
         take_whole_frames(info,
-                          "the header promises " + std::to_string(frames) + (frames == 1 ? " frame of " : " frames of ") +
+                          "truncated: the header promises " + count_of(frames, "frame") + " of " +
                               std::to_string(frame_bytes) + " bytes (" + std::to_string(needed) +
                               " bytes in all), the file has " + std::to_string(size) + " bytes",
                           size - kHeader, frame_bytes);
+    }
 
     info.notes.push_back("pixel depth " + std::to_string(depth) + " bits, " +
                          std::to_string(info.stored_bits / 8) + " byte(s) per sample" +

@@ -29,12 +29,16 @@ void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std:
     }
 }
 
-void take_whole_frames(SourceInfo &info, const std::string &promise, int64_t data_bytes, int64_t frame_bytes) {
+std::string count_of(int64_t n, const char *thing) {
+    return std::to_string(n) + " " + thing + (n == 1 ? "" : "s");
+}
+
+void take_whole_frames(SourceInfo &info, const std::string &what, int64_t data_bytes, int64_t frame_bytes) {
     const int64_t whole = data_bytes > 0 ? data_bytes / frame_bytes : 0;
-    if (whole == 0) throw file_error(info.path, "truncated: " + promise + ", not one whole frame");
+    if (whole == 0) throw file_error(info.path, what + ", not one whole frame");
     info.frames = static_cast<uint32_t>(whole);
-    info.truncated = promise + ", " + std::to_string(whole) + (whole == 1 ? " whole frame" : " whole frames");
-    info.warnings.push_back("truncated: " + info.truncated);
+    info.truncated = what + ", " + count_of(whole, "whole frame");
+    info.warnings.push_back(info.truncated + (whole == 1 ? ", which alone is read" : ", which alone are read"));
 }
 
 void Source::read(uint32_t index, RawFrame &frame) {

@@ -41,7 +41,8 @@ struct SourceInfo {
     std::vector<std::string> notes;  // further facts for `info`
     std::vector<std::string> warnings;  // signs that the file may not be read as meant
     // Set when the file ends before the last frame its header promises (a capture cut
-    // short): what the header promises against what the file holds. `frames` then
+    // short), or its header was never finished: what the header says against what the
+    // file holds ("truncated: the header promises ..., 3 whole frames"). `frames` then
     // counts the whole frames only; `demosaic` reads them only when --frames asks.
     std::string truncated;
 };
@@ -86,11 +87,14 @@ std::unique_ptr<Source> packed_source(SourceInfo info, int fd, int64_t data_offs
 // file error naming frame `index` of `path` if they cannot all be read.
 void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std::string &path, uint32_t index);
 
-// A file whose data (data_bytes of them) end before the last of the header's frames:
-// `promise` says what the header promises and what the file holds. Takes the whole
-// frames of frame_bytes each into info (frames, truncated and a warning); refuses a
-// file without one.
-void take_whole_frames(SourceInfo &info, const std::string &promise, int64_t data_bytes, int64_t frame_bytes);
+// A file whose data (data_bytes of them) end before the last of the header's frames,
+// or whose header gives no count: `what` says so ("truncated: the header promises
+// ..., the file has ... bytes"). Takes the whole frames of frame_bytes each into info
+// (frames, truncated and a warning); refuses a file without one.
+void take_whole_frames(SourceInfo &info, const std::string &what, int64_t data_bytes, int64_t frame_bytes);
+
+// "1 frame", "2 frames".
+std::string count_of(int64_t n, const char *thing);
 
 // The significant bits the program works with for samples of `depth` bits: 8, 10, 12
 // or 16 (the library's sample depths).

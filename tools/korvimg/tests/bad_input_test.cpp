@@ -44,6 +44,7 @@ TEST(BadInput, TruncatedData) {
     bytes.resize(bytes.size() - 1);
     kvtest::write_file(d.path("a.ser"), bytes);
     expect_refused(d, d.path("a.ser"), "truncated: the header promises 2 frames of 64 bytes");
+    expect_refused(d, d.path("a.ser"), ", 1 whole frame (--frames 0 reads it)");
     bytes.resize(60);
     kvtest::write_file(d.path("b.ser"), bytes);
     expect_refused(d, d.path("b.ser"), "truncated SER header (60 of 178 bytes)");
@@ -69,11 +70,11 @@ TEST(BadInput, TruncatedStackWithoutFramesLeavesNothing) {
     auto bytes = kvtest::read_file(d.path("a.fits"));
     bytes.resize(bytes.size() - 3 * 20000);  // the last frames are missing
     kvtest::write_file(d.path("a.fits"), bytes);
-    const std::string message = d.path("a.fits") + ": truncated: the header promises 6 frame(s) of 100 x 100 samples";
+    const std::string message = d.path("a.fits") + ": truncated: the header promises 6 frames of 100 x 100 samples";
     expect_refused(d, d.path("a.fits"), message, {"-m", "simple", "-j", "1"});
     expect_refused(d, d.path("a.fits"), message, {"-m", "simple", "--stack"});
     expect_refused(d, d.path("a.fits"), ", 3 whole frames (--frames 0:3 reads them)", {"-m", "simple", "-j", "2"});
-    expect_refused(d, d.path("a.fits"), "--frames 2:4: the file has whole frames 0 to 2",
+    expect_refused(d, d.path("a.fits"), "--frames 2:4 goes past the last frame (the file has whole frames 0 to 2)",
                    {"-m", "simple", "--frames", "2:4"}, 2);
 }
 
@@ -214,14 +215,15 @@ TEST(BadInput, MissingInputAndContradictingOptions) {
     expect_refused(d, d.path("nothing.ser"), d.path("nothing.ser") + ": cannot open: No such file or directory");
     kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
     expect_refused(d, d.path("in.pgm"), "--wb needs a colour method", {"-m", "mono", "--wb", "auto"}, 2);
-    expect_refused(d, d.path("in.pgm"), "--frames 3:9: the file has frames 0 to 0", {"-m", "nearest", "--frames", "3:9"}, 2);
+    expect_refused(d, d.path("in.pgm"), "--frames 3:9 goes past the last frame (the file has frame 0 alone)",
+                   {"-m", "nearest", "--frames", "3:9"}, 2);
     for (const char *range : {"1:", "5:", "1", "0:2"})
-        expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + ": the file has frames 0 to 0",
+        expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + " goes past the last frame (the file has frame 0 alone)",
                        {"-m", "nearest", "--frames", range}, 2);
     expect_refused(d, d.path("in.pgm"), "out.pgm: a PGM file has no alpha channel", {"-m", "mono", "--alpha"}, 2,
                    "out.pgm");
     for (const char *range : {"1:1", "2:1", "0:0"})
-        expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + ": no frames selected",
+        expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + " selects no frames",
                        {"-m", "nearest", "--frames", range}, 2);
     for (const char *gains : {"0,1", "1,-2", "65,1"})
         expect_refused(d, d.path("in.pgm"), "--wb: gains above 0 and at most 64 expected", {"-m", "nearest", "--wb", gains},

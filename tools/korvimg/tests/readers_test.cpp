@@ -125,8 +125,8 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     const auto &i = s->info();
     EXPECT_EQ(i.frames, 2u);
     const std::string promise = "the header promises 5 frames of 16 bytes (258 bytes in all), the file has 219 bytes";
-    EXPECT_EQ(i.truncated, promise + ", 2 whole frames");
-    EXPECT_EQ(i.warnings, std::vector<std::string>{"truncated: " + promise + ", 2 whole frames"});
+    EXPECT_EQ(i.truncated, "truncated: " + promise + ", 2 whole frames");
+    EXPECT_EQ(i.warnings, std::vector<std::string>{"truncated: " + promise + ", 2 whole frames, which alone are read"});
     EXPECT_EQ(frame_samples(*s, 0), frames[0]);
     EXPECT_EQ(frame_samples(*s, 1), frames[1]);
     // Whole files say nothing of the kind.
@@ -144,13 +144,26 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     auto z = kvcli::open_source(d.path("z.ser"), {});
     EXPECT_EQ(z->info().frames, 3u);
     EXPECT_EQ(z->info().truncated,
-              "the header gives 0 frames, as a writer that did not finish leaves it, the file has 370 bytes, 3 whole "
-              "frames");
+              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 370 "
+              "bytes, 3 whole frames");
     EXPECT_EQ(frame_samples(*z, 2), big[2]);
     for (const auto &n : z->info().notes) EXPECT_EQ(n.find("time stamps"), std::string::npos) << n;
     unfinished.timestamps = true;  // two frames and two stamps: 144 bytes, not a third frame and a bit
     kvtest::write_file(d.path("z.ser"), kvtest::ser_bytes(unfinished, {big[0], big[1]}));
-    EXPECT_EQ(kvcli::open_source(d.path("z.ser"), {})->info().frames, 2u);
+    auto zs = kvcli::open_source(d.path("z.ser"), {});
+    EXPECT_EQ(zs->info().frames, 2u);
+    EXPECT_EQ(zs->info().truncated,
+              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 322 "
+              "bytes of frames and their time stamps, 2 whole frames");
+    // Six 16-byte frames are 96 bytes, as are four frames and four stamps; pixels that
+    // do not read as dates in order are frames.
+    kvtest::SerSpec small = kvtest::ser_spec(8, 4, 4);
+    small.frame_count = 0;
+    kvtest::write_file(d.path("z6.ser"), kvtest::ser_bytes(small, kvtest::random_frames(6, 4, 4, 255, rng)));
+    EXPECT_EQ(kvcli::open_source(d.path("z6.ser"), {})->info().frames, 6u);
+    small.timestamps = true;
+    kvtest::write_file(d.path("z4.ser"), kvtest::ser_bytes(small, kvtest::random_frames(4, 4, 4, 255, rng)));
+    EXPECT_EQ(kvcli::open_source(d.path("z4.ser"), {})->info().frames, 4u);
     bytes = kvtest::ser_bytes(unfinished, {big[0], big[1]});
     bytes.pop_back();  // no longer frames and stamps exactly: two whole frames and more
     kvtest::write_file(d.path("z.ser"), bytes);
@@ -158,7 +171,7 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     bytes = kvtest::ser_bytes(unfinished, {});
     kvtest::write_file(d.path("z.ser"), bytes);
     EXPECT_EQ(error_of(d.path("z.ser")),
-              "truncated: the header gives 0 frames, as a writer that did not finish leaves it, the file has 178 "
+              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 178 "
               "bytes, not one whole frame");
     spec.frame_count = 1;
     bytes = kvtest::ser_bytes(spec, {frames[0]});
@@ -218,7 +231,7 @@ TEST(FitsReader, DataWithoutTheirPadding) {
         kvtest::write_file(d.path("c.fits"), bytes);
         auto cut = kvcli::open_source(d.path("c.fits"), {});
         EXPECT_EQ(cut->info().frames, 1u) << c.bitpix;
-        EXPECT_EQ(cut->info().truncated, "the header promises 2 frame(s) of 7 x 5 samples (" +
+        EXPECT_EQ(cut->info().truncated, "truncated: the header promises 2 frames of 7 x 5 samples (" +
                                              std::to_string(start + data) + " bytes in all), the file has " +
                                              std::to_string(start + data - 1) + " bytes, 1 whole frame")
             << c.bitpix;
@@ -242,8 +255,9 @@ TEST(FitsReader, DataWithoutTheirPadding) {
     bytes.resize(data_start + 40);
     kvtest::write_file(d.path("s.fits"), bytes);
     const std::string e = error_of(d.path("s.fits"));
-    EXPECT_EQ(e.rfind("truncated: the header promises 2 frame(s) of 7 x 5 samples", 0), 0u) << e;
-    EXPECT_NE(e.find(", 1 whole frame; its whole frames are read only with BSCALE 1 and a whole-number BZERO"),
+    EXPECT_EQ(e.rfind("truncated: the header promises 2 frames of 7 x 5 samples", 0), 0u) << e;
+    EXPECT_NE(e.find(", 1 whole frame; the whole frames of a file cut short are read only with BSCALE 1 and a "
+                     "whole-number BZERO"),
               std::string::npos)
         << e;
 }
@@ -433,7 +447,7 @@ TEST(Detection, HeadersThatPromiseMoreThanTheFileHolds) {
     fits.resize(fits.size() - 2880 * 3);
     kvtest::write_file(d.path("b.fits"), fits);
     auto b = kvcli::open_source(d.path("b.fits"), {});
-    EXPECT_EQ(b->info().truncated.rfind("the header promises 2 frame(s) of 64 x 64 samples", 0), 0u);
+    EXPECT_EQ(b->info().truncated.rfind("truncated: the header promises 2 frames of 64 x 64 samples", 0), 0u);
     EXPECT_EQ(b->info().frames, 1u);
     // A PNG cannot hold more than 1032 bytes of pixels per byte of file.
     kvtest::write_grey_png(d.path("c.png"), 4000, 4000, 8, 8, Samples(4000 * 4000, 0));
