@@ -279,7 +279,7 @@ int run_demosaic(const std::vector<std::string> &args) {
         if (format == FileFormat::pgm && s.alpha)
             throw usage_error(out + ": a PGM file has no alpha channel (use .png, .tif or .pam)");
         if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction())
-            throw usage_error(out + ": --hsl and --matrix colour the picture, which a PGM file cannot hold (use .png)");
+            throw usage_error(out + ": --hsl and --matrix colour the picture, which a PGM file cannot hold (use .png, .tif, .ppm or .pam)");
         check_format(format, out, s.file_channels(), s.out_bits);
         if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
             throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");

@@ -95,8 +95,15 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
         } else {
             // -q, -qj2, -oOUT, -qo OUT: flags, and an option with a value last.
             const ShortWord w = short_word(a, specs);
-            if (w.unknown_at != 0)
-                throw usage_error("unknown option -" + a.substr(w.unknown_at, 1) + (a.size() > 2 ? " in " + a : ""));
+            if (w.unknown_at != 0) {
+                // The whole character, when it takes several bytes (UTF-8).
+                size_t end = w.unknown_at + 1;
+                if (static_cast<unsigned char>(a[w.unknown_at]) >= 0xc0)
+                    while (end < a.size() && (static_cast<unsigned char>(a[end]) & 0xc0) == 0x80) ++end;
+                const std::string letter = a.substr(w.unknown_at, end - w.unknown_at);
+                throw usage_error("unknown option " + (letter == "-" ? std::string("letter '-'") : "-" + letter) +
+                                  (a.size() > end - w.unknown_at + 1 ? " in " + a : ""));
+            }
             for (const OptionSpec *flag : w.flags) out.values_[flag->name] = "";
             spec = w.with_value;
             if (spec == nullptr) continue;

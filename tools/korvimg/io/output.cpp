@@ -185,7 +185,9 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_targ
         const int e = errno;
         if (slot_ >= 0) temporaries[slot_].store(nullptr);
         slot_ = -1;
-        throw file_error(path, std::string("cannot create: ") + std::strerror(e));
+        // Through a link, the file that could not be made is the one it points to.
+        const std::string what = target_ == path ? "" : " " + target_ + " (where the link points)";
+        throw file_error(path, "cannot create" + what + ": " + std::strerror(e));
     }
     fchmod(fd, mode);
     stream_ = fdopen(fd, "wb");
@@ -303,6 +305,7 @@ FileFormat format_for(const std::string &path) {
     if (ext == "ppm") return FileFormat::ppm;
     if (ext == "pgm") return FileFormat::pgm;
     if (ext == "pam") return FileFormat::pam;
+    if (path.empty()) throw usage_error("the output file name is empty");
     throw usage_error(path + ": unknown output format (use .png, .tif, .ppm, .pgm or .pam)");
 }
 

@@ -812,6 +812,9 @@ TEST(Program, HelpVersionAndUsageErrors) {
         {"demosaic", "x.ser", "-o", "y.png", "--no-such-option"},
         {"demosaic", "x.ser", "-o", "y.png", "--method"},
         {"demosaic", "x.ser", "-o", "y.png", "-qx"},  // no option -x
+        {"demosaic", "x.ser", "-o", "y.png", "-q-"},
+        {"demosaic", "x.ser", "-o", "y.png", "-q\xc3\x84"},
+        {"demosaic", "x.ser", "-o", ""},
         {"demosaic", "x.ser", "-o", "y.png", "-qj"},  // -j without its value
         {"demosaic", "x.ser", "-o", "y.png", "--", "--help"},
         {"demosaic", "x.ser", "-o", "y.xyz"},
@@ -824,6 +827,13 @@ TEST(Program, HelpVersionAndUsageErrors) {
         EXPECT_EQ(r.status, 2) << (args.empty() ? "" : args[0]);
         EXPECT_FALSE(r.err.empty());
     }
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-qx"}).err, "korvimg: unknown option -x in -qx\n");
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-x"}).err, "korvimg: unknown option -x\n");
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-q-"}).err,
+              "korvimg: unknown option letter '-' in -q-\n");
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-q\xc3\x84"}).err,
+              "korvimg: unknown option -\xc3\x84 in -q\xc3\x84\n");
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", ""}).err, "korvimg: the output file name is empty\n");
 }
 
 }  // namespace

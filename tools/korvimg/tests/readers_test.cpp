@@ -598,6 +598,15 @@ TEST(StagedFiles, ReplacedFilesKeepPermissionsAndLinks) {
     }
     ASSERT_EQ(lstat(d.path("fifo.pgm").c_str(), &st), 0);
     EXPECT_TRUE(S_ISFIFO(st.st_mode));
+    // Through a link, a file that cannot be made is named.
+    ASSERT_EQ(symlink("nodir/x.pgm", d.path("to-nowhere.pgm").c_str()), 0);
+    try {
+        kvcli::write_picture(d.path("to-nowhere.pgm"), px);
+        ADD_FAILURE() << "written into a directory that is not there";
+    } catch (const kvcli::Failure &f) {
+        EXPECT_EQ(f.line(), d.path("to-nowhere.pgm") + ": cannot create " + d.path("nodir/x.pgm") +
+                                " (where the link points): No such file or directory");
+    }
     // Links in a loop lead nowhere.
     ASSERT_EQ(symlink("loop2.pgm", d.path("loop1.pgm").c_str()), 0);
     ASSERT_EQ(symlink("loop1.pgm", d.path("loop2.pgm").c_str()), 0);
