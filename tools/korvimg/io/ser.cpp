@@ -44,17 +44,6 @@ uint64_t le64(const uint8_t *p) {
     return v;
 }
 
-bool read_at(int fd, uint8_t *dst, size_t n, int64_t at) {
-    size_t done = 0;
-    while (done < n) {
-        const ssize_t r = pread(fd, dst + done, n - done, static_cast<off_t>(at + static_cast<int64_t>(done)));
-        if (r < 0 && errno == EINTR) continue;
-        if (r <= 0) return false;
-        done += static_cast<size_t>(r);
-    }
-    return true;
-}
-
 // A time stamp as UTC date and time, or an empty string when it is not plausible.
 std::string ticks_text(uint64_t ticks) {
     constexpr uint64_t kUnixEpoch = 621355968000000000ULL;  // ticks at 1970-01-01
@@ -111,7 +100,7 @@ bool stamped_frames(int fd, int64_t data, int64_t frame_bytes) {
     const int64_t k = data / (frame_bytes + 8);
     if (k > (int64_t{1} << 20)) return false;
     std::vector<uint8_t> stamps(static_cast<size_t>(k) * 8);
-    if (!read_at(fd, stamps.data(), stamps.size(), kHeader + k * frame_bytes)) return false;
+    if (read_at(fd, stamps.data(), stamps.size(), kHeader + k * frame_bytes) != 0) return false;
     uint64_t last = 0;
     for (size_t i = 0; i < stamps.size(); i += 8) {
         const uint64_t t = le64(&stamps[i]);
@@ -137,7 +126,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
     if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) throw file_error(path, "not a regular file");
     const int64_t size = st.st_size;
     uint8_t h[kHeader];
-    if (size < kHeader || !read_at(fd, h, sizeof h, 0))
+    if (size < kHeader || read_at(fd, h, sizeof h, 0) != 0)
         throw file_error(path, "truncated SER header (" + std::to_string(size) + " of 178 bytes)");
     if (std::memcmp(h, "LUCAM-RECORDER", 14) != 0) throw file_error(path, "not a SER file (no LUCAM-RECORDER id)");
 
@@ -224,7 +213,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
         // Some writers set the flag the other way (see looks_swapped).
         if (options.order == ByteOrder::file) {
             std::vector<uint8_t> sample(static_cast<size_t>(std::min<int64_t>(frame_bytes, int64_t{1} << 20)));
-            if (sample.size() >= 256 && read_at(fd, sample.data(), sample.size(), kHeader) &&
+            if (sample.size() >= 256 && read_at(fd, sample.data(), sample.size(), kHeader) == 0 &&
                 looks_swapped(sample, big))
                 info.warnings.push_back(std::string("the samples look byte-swapped: far smoother read ") +
                                         (big ? "little" : "big") + "-endian than as the header flag says (try --endian " +
@@ -243,7 +232,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
         // No time stamps after frames that stop short.
     } else if (trailer >= int64_t{8} * frames) {
         uint8_t first[8], last[8];
-        if (read_at(fd, first, 8, needed) && read_at(fd, last, 8, needed + 8 * (int64_t{frames} - 1))) {
+        if (read_at(fd, first, 8, needed) == 0 && read_at(fd, last, 8, needed + 8 * (int64_t{frames} - 1)) == 0) {
             const uint64_t t0 = le64(first), t1 = le64(last);
             std::string note = "time stamps: " + std::to_string(frames);
             const std::string a = ticks_text(t0), b = ticks_text(t1);

@@ -17,16 +17,23 @@ namespace kvcli {
 
 int working_bits(int depth) { return depth <= 8 ? 8 : depth <= 10 ? 10 : depth <= 12 ? 12 : 16; }
 
-void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std::string &path, uint32_t index) {
+int read_at(int fd, uint8_t *dst, size_t n, int64_t at) {
     size_t done = 0;
-    while (done < bytes) {
-        const ssize_t r = pread(fd, dst + done, bytes - done, static_cast<off_t>(at + static_cast<int64_t>(done)));
+    while (done < n) {
+        const ssize_t r = pread(fd, dst + done, n - done, static_cast<off_t>(at + static_cast<int64_t>(done)));
         if (r < 0 && errno == EINTR) continue;
-        if (r <= 0)
-            throw file_error(path, "cannot read frame " + std::to_string(index) + ": " +
-                                       (r == 0 ? std::string("unexpected end of file") : std::strerror(errno)));
+        if (r < 0) return errno;
+        if (r == 0) return -1;
         done += static_cast<size_t>(r);
     }
+    return 0;
+}
+
+void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std::string &path, uint32_t index) {
+    const int failure = read_at(fd, dst, bytes, at);
+    if (failure != 0)
+        throw file_error(path, "cannot read frame " + std::to_string(index) + ": " +
+                                   (failure < 0 ? std::string("unexpected end of file") : std::strerror(failure)));
 }
 
 std::string count_of(int64_t n, const char *thing) {

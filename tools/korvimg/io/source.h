@@ -83,8 +83,10 @@ std::unique_ptr<Source> memory_source(SourceInfo info, std::vector<RawFrame> fra
 // Frames stored one after another at a fixed offset, samples of 1 or 2 bytes.
 std::unique_ptr<Source> packed_source(SourceInfo info, int fd, int64_t data_offset, bool big_endian);
 
-// Reads `bytes` bytes of the file open as fd, from offset `at`, into dst; throws a
-// file error naming frame `index` of `path` if they cannot all be read.
+// Reads n bytes of the file open as fd, from offset `at`, into dst: 0 when all were
+// read, else the errno of the failure, or -1 when the file ended first.
+int read_at(int fd, uint8_t *dst, size_t n, int64_t at);
+// The same for frame `index` of `path`; a file error when the bytes cannot all be read.
 void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std::string &path, uint32_t index);
 
 // A file whose data (data_bytes of them) end before the last of the header's frames,
