@@ -195,16 +195,8 @@ Crop crop_from(const Arguments &a, const SourceInfo &info) {
     Crop c;
     if (!a.has("crop")) return c;
     const std::string text = a.get("crop");
-    long long v[4];
-    size_t start = 0;
-    for (int i = 0; i < 4; ++i) {
-        const size_t comma = text.find(',', start);
-        if ((comma == std::string::npos) != (i == 3))
-            throw usage_error("--crop: expected X,Y,W,H (four whole numbers), got '" + text + "'");
-        v[i] = parse_integer(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start),
-                             "--crop", i < 2 ? 0 : 1, 0x7fffffff);
-        start = comma + 1;
-    }
+    const std::vector<long long> v = parse_integers(text, "--crop", 4, 0, 0x7fffffff);
+    if (v[2] == 0 || v[3] == 0) throw usage_error("--crop: expected a whole number from 1 to 2147483647, got '0'");
     if (v[0] + v[2] > info.width || v[1] + v[3] > info.height)
         throw usage_error(info.path + ": --crop " + text + " reaches past its " + std::to_string(info.width) + " x " +
                           std::to_string(info.height) + " frames");

@@ -166,20 +166,35 @@ double parse_number(const std::string &text, const std::string &option) {
     return v;
 }
 
-std::vector<double> parse_numbers(const std::string &text, const std::string &option, size_t count) {
-    std::vector<double> out;
+namespace {
+
+// The `count` comma-separated items of a list option, each parsed by `parse`.
+template <class Parse>
+auto parse_list(const std::string &text, const std::string &option, size_t count, const char *what, Parse parse) {
+    std::vector<decltype(parse(text))> out;
     size_t start = 0;
     while (true) {
         const size_t comma = text.find(',', start);
-        out.push_back(parse_number(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start),
-                                   option));
+        out.push_back(parse(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start)));
         if (comma == std::string::npos) break;
         start = comma + 1;
     }
     if (out.size() != count)
-        throw usage_error(option + ": expected " + std::to_string(count) + " comma-separated numbers, got " +
+        throw usage_error(option + ": expected " + std::to_string(count) + " comma-separated " + what + ", got " +
                           std::to_string(out.size()));
     return out;
+}
+
+}  // namespace
+
+std::vector<double> parse_numbers(const std::string &text, const std::string &option, size_t count) {
+    return parse_list(text, option, count, "numbers", [&](const std::string &item) { return parse_number(item, option); });
+}
+
+std::vector<long long> parse_integers(const std::string &text, const std::string &option, size_t count, long long lo,
+                                      long long hi) {
+    return parse_list(text, option, count, "whole numbers",
+                      [&](const std::string &item) { return parse_integer(item, option, lo, hi); });
 }
 
 int parse_choice(const std::string &text, const std::string &option, const std::vector<std::string> &choices) {

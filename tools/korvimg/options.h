@@ -39,6 +39,9 @@ std::string help_text(const std::string &usage, const std::string &description, 
 long long parse_integer(const std::string &text, const std::string &option, long long lo, long long hi);
 double parse_number(const std::string &text, const std::string &option);
 std::vector<double> parse_numbers(const std::string &text, const std::string &option, size_t count);
+// `count` comma-separated whole numbers from lo to hi.
+std::vector<long long> parse_integers(const std::string &text, const std::string &option, size_t count, long long lo,
+                                      long long hi);
 // One of the choices; its index.
 int parse_choice(const std::string &text, const std::string &option, const std::vector<std::string> &choices);
 
