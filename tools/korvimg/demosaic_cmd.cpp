@@ -268,13 +268,10 @@ int run_demosaic(const std::vector<std::string> &args) {
             info.height = crop.height;
             s.pattern = shifted_pattern(s.pattern, crop.x, crop.y);
         }
-        if (format == FileFormat::pgm && s.alpha)
-            throw usage_error(out + ": a PGM file has no alpha channel (use .png, .tif or .pam)");
-        if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction())
+        // (With alpha as well, check_format names the alpha, which comes first.)
+        if (format == FileFormat::pgm && s.method == KORVIMG_MONO && s.colour_correction() && !s.alpha)
             throw usage_error(out + ": --hsl and --matrix colour the picture, which a PGM file cannot hold (use .png, .tif, .ppm or .pam)");
         check_format(format, out, s.file_channels(), s.out_bits);
-        if (format == FileFormat::pgm && s.method != KORVIMG_MONO)
-            throw usage_error(out + ": a PGM file holds grey pictures only (use --method mono, or .png)");
         check_frame_size(info, s.method, crop.on);
         check_output_directory(out);
         // A capture cut short is read only when --frames says which of its whole frames

@@ -239,16 +239,15 @@ StagedSet staged_record;
 StagedFiles::StagedFiles(std::vector<std::string> targets, const std::vector<std::string> &made)
     : targets_(std::move(targets)), made_(made.rbegin(), made.rend()) {
     for (const auto &m : made_) made_names_.push_back(m.c_str());
-    auto refuse = [this](const Failure &f) {
-        for (const auto &m : made_) rmdir(m.c_str());
-        return f;
-    };
     if (targets_.empty()) return;
     const std::string parent = directory_of(targets_.front());
     for (const auto &t : targets_) {
         if (directory_of(t) != parent) throw std::logic_error("staged files in more than one directory");
         const std::string unwritable = unwritable_kind(t);
-        if (!unwritable.empty()) throw refuse(file_error(t, unwritable));
+        if (!unwritable.empty()) {
+            remove_staged();  // the directories made for the set
+            throw file_error(t, unwritable);
+        }
     }
     // The signal handler learns the directory's name before it exists (mkdtemp fills
     // it in in place): a signal at any time after finds it known.
@@ -260,9 +259,9 @@ StagedFiles::StagedFiles(std::vector<std::string> targets, const std::vector<std
     }
     if (mkdtemp(dir_.data()) == nullptr) {
         const int e = errno;
-        dir_.clear();
+        dir_.clear();  // not made
         remove_staged();
-        throw refuse(file_error(targets_.front(), std::string("cannot create: ") + std::strerror(e)));
+        throw file_error(targets_.front(), std::string("cannot create: ") + std::strerror(e));
     }
     staged_.reserve(targets_.size());
     for (const auto &t : targets_) staged_.push_back(dir_ + "/" + t.substr(parent.size()));
@@ -311,8 +310,10 @@ FileFormat format_for(const std::string &path) {
 
 void check_format(FileFormat format, const std::string &path, int channels, int bits) {
     (void)bits;
-    if (format == FileFormat::ppm && (channels == 2 || channels == 4))
-        throw usage_error(path + ": a PPM file has no alpha channel (use .png, .tif or .pam)");
+    const bool alpha = channels == 2 || channels == 4;
+    if ((format == FileFormat::ppm || format == FileFormat::pgm) && alpha)
+        throw usage_error(path + (format == FileFormat::ppm ? ": a PPM" : ": a PGM") +
+                          " file has no alpha channel (use .png, .tif or .pam)");
     if (format == FileFormat::pgm && channels != 1)
         throw usage_error(path + ": a PGM file holds grey pictures only (use --method mono, or .png)");
 }
