@@ -31,11 +31,8 @@ std::string fits_text(int status) {
 
 // Pattern code of a four-letter name such as "RGGB" (any case), or -1.
 int pattern_of(std::string name) {
-    for (auto &c : name) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-    static const char *const kNames[] = {"RGGB", "GRBG", "GBRG", "BGGR"};
-    for (int i = 0; i < 4; ++i)
-        if (name == kNames[i]) return i;
-    return -1;
+    for (auto &c : name) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    return pattern_code(name);
 }
 
 // Data that stop short of the whole 2880-byte records the standard pads them to (every
