@@ -113,7 +113,9 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
             }
         }
         if (spec == nullptr) throw usage_error("unknown option " + a);
-        const std::string shown = std::string("--") + spec->name;
+        // Named as written: --threads, -j, or -j in a group of letters.
+        std::string shown = std::string("--") + spec->name;
+        if (a[1] != '-') shown = std::string("-") + spec->short_name + (a.size() > 2 ? " (in " + a + ")" : "");
         if (spec->value_name == nullptr) {
             if (inline_value) throw usage_error(shown + " takes no value");
         } else if (!inline_value) {

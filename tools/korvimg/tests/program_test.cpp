@@ -834,6 +834,12 @@ TEST(Program, HelpVersionAndUsageErrors) {
     EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-q\xc3\x84"}).err,
               "korvimg: unknown option -\xc3\x84 in -q\xc3\x84\n");
     EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", ""}).err, "korvimg: the output file name is empty\n");
+    // A missing value is reported for the option as it was written.
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-qj"}).err,
+              "korvimg: -j (in -qj) needs a value (N)\n");
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-j"}).err, "korvimg: -j needs a value (N)\n");
+    EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "--threads"}).err,
+              "korvimg: --threads needs a value (N)\n");
 }
 
 }  // namespace
