@@ -152,11 +152,7 @@ std::unique_ptr<Source> open_fits(const std::string &path, const OpenOptions &op
         const int64_t frame_bytes = int64_t{naxes[0]} * naxes[1] * sample_bytes;
         const int64_t needed = int64_t{data_start} + frame_bytes * frames;
         if (st.st_size < needed)
-            take_whole_frames(info,
-                              "truncated: the header promises " + count_of(frames, "frame") + " of " +
-                                  std::to_string(naxes[0]) + " x " + std::to_string(naxes[1]) + " samples (" +
-                                  std::to_string(needed) + " bytes in all), the file has " +
-                                  std::to_string(st.st_size) + " bytes",
+            take_whole_frames(info, promise_unkept(frames, naxes[0], naxes[1], needed, st.st_size),
                               st.st_size - int64_t{data_start}, frame_bytes);
     }
     status = 0;

@@ -192,11 +192,7 @@ std::unique_ptr<Source> open_ser(const std::string &path, const OpenOptions &opt
                               (stamped ? " of frames and their time stamps" : ""),
                           stamped ? data / (frame_bytes + 8) * frame_bytes : data, frame_bytes);
     } else if (size < needed) {
-        take_whole_frames(info,
-                          "truncated: the header promises " + count_of(frames, "frame") + " of " +
-                              std::to_string(frame_bytes) + " bytes (" + std::to_string(needed) +
-                              " bytes in all), the file has " + std::to_string(size) + " bytes",
-                          size - kHeader, frame_bytes);
+        take_whole_frames(info, promise_unkept(frames, width, height, needed, size), size - kHeader, frame_bytes);
     }
 
     info.notes.push_back("pixel depth " + std::to_string(depth) + " bits, " +

@@ -48,6 +48,12 @@ void take_whole_frames(SourceInfo &info, const std::string &what, int64_t data_b
     info.warnings.push_back(info.truncated + (whole == 1 ? ", which alone is read" : ", which alone are read"));
 }
 
+std::string promise_unkept(int64_t frames, int64_t width, int64_t height, int64_t needed, int64_t size) {
+    return "truncated: the header promises " + count_of(frames, "frame") + " of " + std::to_string(width) + " x " +
+           std::to_string(height) + " samples (" + std::to_string(needed) + " bytes in all), the file has " +
+           std::to_string(size) + " bytes";
+}
+
 void Source::read(uint32_t index, RawFrame &frame) {
     read_frame(index, frame);
     const int shift = info_.shift;

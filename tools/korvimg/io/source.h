@@ -94,6 +94,9 @@ void read_frame_bytes(int fd, uint8_t *dst, size_t bytes, int64_t at, const std:
 // ..., the file has ... bytes"). Takes the whole frames of frame_bytes each into info
 // (frames, truncated and a warning); refuses a file without one.
 void take_whole_frames(SourceInfo &info, const std::string &what, int64_t data_bytes, int64_t frame_bytes);
+// What a file cut short lacks, in the same words for every format: "truncated: the
+// header promises 4 frames of 10 x 8 samples (818 bytes in all), the file has 625 bytes".
+std::string promise_unkept(int64_t frames, int64_t width, int64_t height, int64_t needed, int64_t size);
 
 // "1 frame", "2 frames".
 std::string count_of(int64_t n, const char *thing);

@@ -43,7 +43,7 @@ TEST(BadInput, TruncatedData) {
     auto bytes = kvtest::ser_bytes(kvtest::ser_spec(8, 8, 8), {Samples(64, 1), Samples(64, 2)});
     bytes.resize(bytes.size() - 1);
     kvtest::write_file(d.path("a.ser"), bytes);
-    expect_refused(d, d.path("a.ser"), "truncated: the header promises 2 frames of 64 bytes");
+    expect_refused(d, d.path("a.ser"), "truncated: the header promises 2 frames of 8 x 8 samples");
     expect_refused(d, d.path("a.ser"), ", 1 whole frame (--frames 0 reads it)");
     bytes.resize(60);
     kvtest::write_file(d.path("b.ser"), bytes);

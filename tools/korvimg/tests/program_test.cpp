@@ -104,7 +104,7 @@ TEST(Program, CaptureCutShortIsReadWithFrames) {
     cut.resize(cut.size() - 2 * w * h - 33);  // the last frame is missing, the one before it cut
     kvtest::write_file(d.path("cut.ser"), cut);
     kvtest::write_file(d.path("whole.ser"), whole);
-    const std::string promise = "truncated: the header promises 4 frames of 160 bytes (818 bytes in all), the file "
+    const std::string promise = "truncated: the header promises 4 frames of 10 x 8 samples (818 bytes in all), the file "
                                 "has 625 bytes, 2 whole frames, which alone are read";
     const auto r = kvtest::run_program({"demosaic", d.path("cut.ser"), "-o", d.path("cut.png"), "-m", "bilinear",
                                         "--frames", "0:", "-q"});

@@ -124,7 +124,7 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     auto s = kvcli::open_source(d.path("a.ser"), {});
     const auto &i = s->info();
     EXPECT_EQ(i.frames, 2u);
-    const std::string promise = "the header promises 5 frames of 16 bytes (258 bytes in all), the file has 219 bytes";
+    const std::string promise = "the header promises 5 frames of 4 x 4 samples (258 bytes in all), the file has 219 bytes";
     EXPECT_EQ(i.truncated, "truncated: " + promise + ", 2 whole frames");
     EXPECT_EQ(i.warnings, std::vector<std::string>{"truncated: " + promise + ", 2 whole frames, which alone are read"});
     EXPECT_EQ(frame_samples(*s, 0), frames[0]);
@@ -178,7 +178,7 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     bytes.pop_back();
     kvtest::write_file(d.path("d.ser"), bytes);
     EXPECT_EQ(error_of(d.path("d.ser")),
-              "truncated: the header promises 1 frame of 16 bytes (194 bytes in all), the file has 193 bytes, not one "
+              "truncated: the header promises 1 frame of 4 x 4 samples (194 bytes in all), the file has 193 bytes, not one "
               "whole frame");
 }
 
