@@ -186,9 +186,8 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
 }
 
 // A region of the file's frames (--crop).
-struct Crop {
+struct Crop : Region {
     bool on = false;
-    int32_t x = 0, y = 0, width = 0, height = 0;
 };
 
 Crop crop_from(const Arguments &a, const SourceInfo &info) {
@@ -206,17 +205,6 @@ Crop crop_from(const Arguments &a, const SourceInfo &info) {
     c.width = static_cast<int32_t>(v[2]);
     c.height = static_cast<int32_t>(v[3]);
     return c;
-}
-
-// The crop's samples of a whole frame.
-void crop_frame(const RawFrame &whole, const Crop &c, RawFrame &out) {
-    out.allocate(c.width, c.height, whole.bits);
-    const size_t from = static_cast<size_t>(whole.width), to = static_cast<size_t>(c.width);
-    for (size_t r = 0; r < static_cast<size_t>(c.height); ++r) {
-        const size_t at = (static_cast<size_t>(c.y) + r) * from + static_cast<size_t>(c.x);
-        if (whole.wide()) std::copy_n(&whole.s16[at], to, &out.s16[r * to]);
-        else std::copy_n(&whole.s8[at], to, &out.s8[r * to]);
-    }
 }
 
 void check_frame_size(const SourceInfo &info, int method, bool cropped) {
@@ -297,13 +285,7 @@ int run_demosaic(const std::vector<std::string> &args) {
 
         // A frame as the later steps take it: read, then spike-filtered when asked.
         auto read_frame = [&](uint32_t index, RawFrame &frame) {
-            if (crop.on) {
-                thread_local RawFrame whole;
-                source->read(index, whole);
-                crop_frame(whole, crop, frame);
-            } else {
-                source->read(index, frame);
-            }
+            source->read(index, frame, crop.on ? &crop : nullptr);
             if (s.median >= 0) median_filter(frame, s.median);
         };
         // --wb auto: the gains of one frame (the stacked one, or the first of a
@@ -385,8 +367,7 @@ int run_demosaic(const std::vector<std::string> &args) {
         if (s.pattern_guessed && !quiet)
             std::fprintf(stderr, "korvimg: %s: no Bayer pattern in the file, took rggb (see --pattern)\n", in.c_str());
         if (source->clamped() != 0 && !quiet)
-            std::fprintf(stderr, "korvimg: %s: %llu samples above %d bits were taken as the largest %d-bit value\n",
-                         in.c_str(), static_cast<unsigned long long>(source->clamped()), info.bits, info.bits);
+            std::fprintf(stderr, "korvimg: %s: %s\n", in.c_str(), source->clamped_text().c_str());
         if (s.white_balance_auto && !quiet) {
             if (!unmeasured.empty())
                 std::fprintf(stderr, "korvimg: %s: --wb auto: no %s signal in %s, %s left at 1\n", in.c_str(),

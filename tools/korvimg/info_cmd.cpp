@@ -182,9 +182,7 @@ int run_info(const std::vector<std::string> &args) {
         for (const auto &w : info.warnings) std::printf("warning:    %s\n", w.c_str());
         std::printf("histogram of frame %u:\n", frame_index);
         histogram_summary(frame, pattern);
-        if (source->clamped() != 0)
-            std::printf("note:       %llu samples above %d bits were taken as the largest value\n",
-                        static_cast<unsigned long long>(source->clamped()), info.bits);
+        if (source->clamped() != 0) std::printf("note:       %s\n", source->clamped_text().c_str());
         return kOk;
     } catch (const std::bad_alloc &) {
         throw file_error(a.positional()[0], "not enough memory for its frames");

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <type_traits>
@@ -54,8 +55,29 @@ std::string promise_unkept(int64_t frames, int64_t width, int64_t height, int64_
            std::to_string(size) + " bytes";
 }
 
-void Source::read(uint32_t index, RawFrame &frame) {
-    read_frame(index, frame);
+std::string Source::clamped_text() const {
+    const uint64_t n = clamped();
+    if (n == 0) return "";
+    const int depth = info_.bits - info_.shift;  // the file's own depth
+    return count_of(static_cast<int64_t>(n), "sample") + " above " + std::to_string(depth) + " bits " +
+           (n == 1 ? "was" : "were") + " taken as the largest " + std::to_string(depth) + "-bit value, " +
+           std::to_string((1u << depth) - 1u);
+}
+
+void Source::read(uint32_t index, RawFrame &frame, const Region *region) {
+    if (region == nullptr) {
+        read_frame(index, frame);
+    } else {
+        thread_local RawFrame whole;
+        read_frame(index, whole);
+        frame.allocate(region->width, region->height, whole.bits);
+        const size_t from = static_cast<size_t>(whole.width), to = static_cast<size_t>(region->width);
+        for (size_t r = 0; r < static_cast<size_t>(region->height); ++r) {
+            const size_t at = (static_cast<size_t>(region->y) + r) * from + static_cast<size_t>(region->x);
+            if (whole.wide()) std::copy_n(&whole.s16[at], to, &frame.s16[r * to]);
+            else std::copy_n(&whole.s8[at], to, &frame.s8[r * to]);
+        }
+    }
     const int shift = info_.shift;
     const uint32_t top = frame.maxv() >> shift;  // the largest sample of the file's depth
     // Samples of a depth between the working ones are widened to the working depth, so

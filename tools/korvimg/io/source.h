@@ -47,16 +47,26 @@ struct SourceInfo {
     std::string truncated;
 };
 
+// A region of a file's frames: `width` x `height` samples from column x and row y.
+struct Region {
+    int32_t x = 0, y = 0, width = 0, height = 0;
+};
+
 class Source {
   public:
     virtual ~Source() = default;
     const SourceInfo &info() const { return info_; }
-    // Frame `index` (0-based) into `frame`, samples above the file's depth clamped to
-    // its largest value, then widened by info().shift bits. Throws a file error on a
-    // read failure.
-    void read(uint32_t index, RawFrame &frame);
-    // Samples clamped so far (a file whose samples exceed its stated depth).
+    // Frame `index` (0-based) into `frame`, or only the region of it when one is given
+    // (it must lie within the frame), samples above the file's depth clamped to its
+    // largest value, then widened by info().shift bits. Throws a file error on a read
+    // failure.
+    void read(uint32_t index, RawFrame &frame, const Region *region = nullptr);
+    // Samples clamped so far, of the frames or regions read (a file whose samples
+    // exceed its stated depth).
     uint64_t clamped() const { return clamped_.load(); }
+    // Those samples, in words: "3 samples above 11 bits were taken as the largest
+    // 11-bit value, 2047"; "" when there are none.
+    std::string clamped_text() const;
 
   protected:
     virtual void read_frame(uint32_t index, RawFrame &frame) = 0;

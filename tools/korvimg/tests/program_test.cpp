@@ -331,6 +331,28 @@ TEST(Program, CropTakesARegionAndShiftsThePattern) {
     EXPECT_TRUE(same(kvtest::read_picture(d.path("s.tif")), expected(KORVIMG_SIMPLE, KORVIMG_BGGR, avg, 8, 6, 12, 16)));
 }
 
+// Samples above the file's depth are clamped, and counted, in the crop only; the count
+// names the file's own depth.
+TEST(Program, ClampedSamplesAreCountedInTheCrop) {
+    kvtest::TempDir d;
+    std::mt19937 rng(35);
+    Samples f = kvtest::random_frame(6, 4, 2047, rng);
+    f[0] = 2048;   // outside the crop
+    f[8] = 4095;   // row 1, column 2: inside
+    f[15] = 2049;  // row 2, column 3: inside
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 6, 4, 11), {f}));
+    auto r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("a.png"), "-m", "mono", "--crop", "2,1,2,2"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "korvimg: " + d.path("in.ser") +
+                         ": 2 samples above 11 bits were taken as the largest 11-bit value, 2047\n");
+    r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("b.png"), "-m", "mono", "--crop", "0,0,2,2"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "korvimg: " + d.path("in.ser") + ": 1 sample above 11 bits was taken as the largest 11-bit value, 2047\n");
+    r = kvtest::run_program({"demosaic", d.path("in.ser"), "-o", d.path("c.png"), "-m", "mono", "--crop", "4,2,2,2"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+}
+
 TEST(Program, FitsUnsignedWithBayerOffsets) {
     kvtest::TempDir d;
     std::mt19937 rng(5);

@@ -83,6 +83,32 @@ TEST(SerReader, SamplesAboveTheDepthAreClamped) {
     EXPECT_EQ(s->clamped(), 2u);
 }
 
+// A region of a frame is clamped and widened as the whole frame is, and only its own
+// samples are counted.
+TEST(SerReader, RegionsAreClampedAndCountedAlone) {
+    kvtest::TempDir d;
+    const Samples frame{1, 4095, 4096, 65535, 5000, 7, 8, 9};  // 4 x 2
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 2, 12), {frame}));
+    auto s = kvcli::open_source(d.path("a.ser"), {});
+    kvcli::RawFrame f;
+    const kvcli::Region middle{1, 0, 2, 2};
+    s->read(0, f, &middle);
+    EXPECT_EQ(f.width, 2);
+    EXPECT_EQ(f.height, 2);
+    EXPECT_EQ(Samples(f.s16.begin(), f.s16.end()), (Samples{4095, 4095, 7, 8}));
+    EXPECT_EQ(s->clamped(), 1u);
+    const kvcli::Region left{0, 1, 1, 1};
+    s->read(0, f, &left);
+    EXPECT_EQ(Samples(f.s16.begin(), f.s16.end()), Samples{4095});
+    EXPECT_EQ(s->clamped(), 2u);
+    // An 11-bit file is read at 12 bits: the region's samples are widened too.
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 2, 11), {frame}));
+    s = kvcli::open_source(d.path("b.ser"), {});
+    s->read(0, f, &middle);
+    EXPECT_EQ(Samples(f.s16.begin(), f.s16.end()), (Samples{4095, 4095, 14, 16}));
+    EXPECT_EQ(s->clamped(), 2u);
+}
+
 TEST(SerReader, RefusesBadHeaders) {
     kvtest::TempDir d;
     const Samples f(16, 7);
