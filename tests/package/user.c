@@ -3,6 +3,9 @@
 #include <korvimg.h>
 #include <stdio.h>
 #include <string.h>
+#if defined(__SSE__)
+#  include <xmmintrin.h>
+#endif
 
 static int failures = 0;
 
@@ -14,6 +17,12 @@ static void expect(int ok, const char *what) {
 }
 
 int main(void) {
+#if defined(__SSE__)
+    /* Loading the library left the floating-point modes alone: denormals are kept
+       (flush-to-zero, bit 15, and denormals-are-zero, bit 6, both clear). */
+    expect((_mm_getcsr() & 0x8040u) == 0, "loading the library set the flush-to-zero modes");
+#endif
+
     /* Mono: every sample becomes a grey pixel; the pattern names are one function. */
     const uint8_t raw[4] = {10, 20, 30, 40};
     uint8_t grey[13], grey_alias[13];
@@ -44,6 +53,14 @@ int main(void) {
         expect(color_correction_usematrix(context, 1) == 0, "color_correction_usematrix did not return 0");
         expect(color_correction24(context, pixels, 2, 1) == 1, "color_correction24 did not return 1");
         expect(memcmp(pixels, want_pixels, 6) == 0, "color_correction24 gave other colours");
+
+        /* The hue/saturation/lightness round trip with the default values truncates:
+           blue 68, green 32, red 130 loses one step of blue. */
+        uint8_t pixel[3] = {68, 32, 130};
+        expect(color_correction_usematrix(context, 0) == 0, "color_correction_usematrix did not return 0");
+        expect(color_correction_set(context, 1, 0, 1, 0, 1, 0, 0, 1, 1, 0) == 1, "color_correction_set did not return 1");
+        expect(color_correction24(context, pixel, 1, 1) == 1, "color_correction24 did not return 1");
+        expect(pixel[0] == 67 && pixel[1] == 32 && pixel[2] == 130, "the default round trip gave another colour");
         expect(color_correction_done(context) == 1, "color_correction_done did not return 1");
     }
 
