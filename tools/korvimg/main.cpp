@@ -1,4 +1,5 @@
 // korvimg: the library's demosaicing and image operations on capture files.
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -23,9 +24,7 @@ const char kUsage[] =
     "korvimg COMMAND --help shows the options of a command.\n"
     "Exit status: 0 done, 1 bad or unreadable input or unwritable output, 2 bad command line.\n";
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     if (args.empty()) {
         std::fputs(kUsage, stderr);
@@ -58,3 +57,18 @@ int main(int argc, char **argv) {
         return kvcli::kInputError;
     }
 }
+
+// What the program printed must have reached standard output: one that is full, closed
+// or a pipe nobody reads (its SIGPIPE ignored) is an output that could not be written.
+int finish_standard_output(int status) {
+    errno = 0;
+    const bool flushed = std::fflush(stdout) == 0;
+    if (flushed && std::ferror(stdout) == 0) return status;
+    const char *reason = errno != 0 ? std::strerror(errno) : "write error";
+    std::fprintf(stderr, "korvimg: standard output: cannot write: %s\n", reason);
+    return status == kvcli::kOk ? kvcli::kInputError : status;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) { return finish_standard_output(run(argc, argv)); }

@@ -171,6 +171,30 @@ TEST(BadInput, OutputThatTakesNoMoreBytes) {
                    {"--width", "64", "--height", "64", "--bits", "8", "-m", "bilinear", "-j", "1"}, 1, "out.png");
 }
 
+// Standard output that takes nothing (a full device, here /dev/full): what info, demo
+// and the help print is lost, so the run fails and says so in one line.
+TEST(BadInput, StandardOutputThatTakesNothing) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
+    const std::vector<std::vector<std::string>> runs = {
+        {"info", d.path("in.pgm")}, {"--version"}, {"--help"}, {"demosaic", "--help"}, {"demo", "-o", d.path("demo")},
+    };
+    for (const auto &args : runs) {
+        const auto r = kvtest::run_program(args, "/dev/full");
+        EXPECT_EQ(r.status, 1) << args[0] << ": " << r.err;
+        EXPECT_EQ(r.err, "korvimg: standard output: cannot write: No space left on device\n") << args[0];
+    }
+    // A run that fails for its own reasons keeps its status, and its message comes first.
+    const auto r = kvtest::run_program({"info", d.path("missing.pgm")}, "/dev/full");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err.rfind("korvimg: " + d.path("missing.pgm") + ": ", 0), 0u) << r.err;
+    // Nothing printed, nothing to lose.
+    EXPECT_EQ(kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("out.png"), "-m", "mono", "-q"},
+                                  "/dev/full")
+                  .status,
+              0);
+}
+
 // Options that the file's samples cannot take name the file and say what would do.
 TEST(BadInput, OptionsTheSamplesCannotTake) {
     kvtest::TempDir d;

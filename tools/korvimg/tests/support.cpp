@@ -94,15 +94,15 @@ int spawn(const std::vector<std::string> &args, const std::string &out, const st
 
 }  // namespace
 
-Run run_program(const std::vector<std::string> &args) {
+Run run_program(const std::vector<std::string> &args, const std::string &stdout_file) {
     TempDir io;
-    const std::string out = io.path("stdout"), err = io.path("stderr");
+    const std::string out = stdout_file.empty() ? io.path("stdout") : stdout_file, err = io.path("stderr");
     Run r;
     const int pid = spawn(args, out, err);
     if (pid < 0) return r;
     const int status = wait_program(pid);
     r.status = status >= 0 ? status : -1;
-    r.out = slurp(out);
+    if (stdout_file.empty()) r.out = slurp(out);
     r.err = slurp(err);
     return r;
 }

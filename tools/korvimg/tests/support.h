@@ -14,8 +14,9 @@ struct Run {
     int status = -1;  // exit status, or -1 when the program did not exit normally
     std::string out, err;
 };
-// Runs the korvimg program with the arguments; stdin is /dev/null.
-Run run_program(const std::vector<std::string> &args);
+// Runs the korvimg program with the arguments; stdin is /dev/null. Standard output
+// goes to the file named (its contents are not kept in the result), when one is.
+Run run_program(const std::vector<std::string> &args, const std::string &stdout_file = "");
 // Starts the program without waiting for it (all three streams on /dev/null); the
 // process id, or -1.
 int start_program(const std::vector<std::string> &args);
