@@ -12,6 +12,7 @@
 
 #include "colour/context.h"
 #include "colour/correction.h"
+#include "frame/memory.h"
 #include "model/colour_model.h"
 #include "support/testkit.h"
 
@@ -153,6 +154,45 @@ TEST(ColourContext, InitGivesIdentityCacheAndDefaults) {
     expect_same_parameters(ctx.c, model::ColourParams{});
 }
 
+// The context is one block from the memory services and goes back through them.
+std::vector<uint32_t> g_asked;
+std::vector<void *> g_given, g_released;
+void *KORVIMG_CALL refuse(uint32_t size) {
+    g_asked.push_back(size);
+    return nullptr;
+}
+void *KORVIMG_CALL give(uint32_t size) {
+    g_asked.push_back(size);
+    g_given.push_back(memory_alloc(size));
+    return g_given.back();
+}
+void *KORVIMG_CALL take_back(void *block) {
+    g_released.push_back(block);
+    return memory_free(block);
+}
+
+TEST(ColourContext, OneBlockFromTheMemoryServicesAndBackThroughThem) {
+    g_asked.clear();
+    g_given.clear();
+    g_released.clear();
+    EXPECT_EQ(korvimg::create_context({refuse, take_back}), nullptr);
+    EXPECT_EQ(g_asked, std::vector<uint32_t>{sizeof(ColorCorrectionContext)});
+    EXPECT_TRUE(g_released.empty());
+
+    g_asked.clear();
+    ColorCorrectionContext *c = korvimg::create_context({give, take_back});
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(g_asked, std::vector<uint32_t>{sizeof(ColorCorrectionContext)});
+    EXPECT_EQ(g_given, std::vector<void *>{c});
+    EXPECT_EQ(c->generation, 0);
+    expect_same_parameters(c, model::ColourParams{});
+    EXPECT_EQ(korvimg::release_context(nullptr, {give, take_back}), 0u);
+    EXPECT_TRUE(g_released.empty());
+    EXPECT_EQ(korvimg::release_context(c, {give, take_back}), 1u);
+    EXPECT_EQ(g_released, std::vector<void *>{c});
+    EXPECT_EQ(g_asked.size(), 1u);
+}
+
 TEST(ColourContext, NullContextIsRefusedByEveryOperation) {
     double v[12] = {7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7};
     const double m[12] = {};
@@ -169,6 +209,11 @@ TEST(ColourContext, NullContextIsRefusedByEveryOperation) {
     kt::Guarded img(4 * 8, 3);
     EXPECT_EQ(color_correction24(nullptr, img.data(), 2, 4), 0u);
     EXPECT_EQ(color_correction32(nullptr, img.data(), 2, 4), 0u);
+    // The context is tested before the pixel count.
+    for (auto [w, h] : {std::pair{0, 5}, {-2, 3}, {65536, 32768}}) {
+        EXPECT_EQ(color_correction24(nullptr, img.data(), w, h), 0u) << w << "x" << h;
+        EXPECT_EQ(color_correction32(nullptr, img.data(), w, h), 0u) << w << "x" << h;
+    }
     EXPECT_TRUE(img.untouched());
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "colour/context.h"
+#include "frame/memory.h"
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -63,27 +64,36 @@ void store_hsl(ColorCorrectionContext &c, double hue_shift, double saturation_ga
 }
 
 }  // namespace
+
+ColorCorrectionContext *create_context(const MemoryServices &memory) {
+    auto *c = static_cast<ColorCorrectionContext *>(memory.alloc(sizeof(ColorCorrectionContext)));
+    if (c == nullptr) return nullptr;
+    prefer_huge_pages(c, sizeof(ColorCorrectionContext));
+    fill_identity(c->cache);
+    c->use_matrix = 0;
+    for (int k = 0; k < 12; ++k) c->matrix[k] = (k == 0 || k == 4 || k == 8) ? 1.0 : 0.0;
+    store_rgb(*c, 1.0, 0.0, 1.0, 0.0, 1.0, 0.0);
+    store_hsl(*c, 0.0, 1.0, 1.0, 0.0);
+    c->generation = 0;
+    return c;
+}
+
+uint32_t release_context(ColorCorrectionContext *context, const MemoryServices &memory) {
+    if (context == nullptr) return 0;
+    memory.release(context);
+    return 1;
+}
+
 }  // namespace korvimg
 
 using korvimg::advance;
 
 extern "C" KORVIMG_API ColorCorrectionContext *KORVIMG_CALL color_correction_init(void) {
-    auto *c = static_cast<ColorCorrectionContext *>(memory_alloc(sizeof(ColorCorrectionContext)));
-    if (c == nullptr) return nullptr;
-    korvimg::prefer_huge_pages(c, sizeof(ColorCorrectionContext));
-    korvimg::fill_identity(c->cache);
-    c->use_matrix = 0;
-    for (int k = 0; k < 12; ++k) c->matrix[k] = (k == 0 || k == 4 || k == 8) ? 1.0 : 0.0;
-    korvimg::store_rgb(*c, 1.0, 0.0, 1.0, 0.0, 1.0, 0.0);
-    korvimg::store_hsl(*c, 0.0, 1.0, 1.0, 0.0);
-    c->generation = 0;
-    return c;
+    return korvimg::create_context(korvimg::kLibraryMemory);
 }
 
 extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction_done(ColorCorrectionContext *context) {
-    if (context == nullptr) return 0;
-    memory_free(context);
-    return 1;
+    return korvimg::release_context(context, korvimg::kLibraryMemory);
 }
 
 extern "C" KORVIMG_API uint32_t KORVIMG_CALL color_correction_set(

@@ -46,3 +46,16 @@ struct ColorCorrectionContext {
     // wrapping from 255 to 0.
     uint8_t generation;
 };
+
+namespace korvimg {
+
+struct MemoryServices;
+
+// A context with the defaults (every entry its own colour, stamp 0; generation 0),
+// in one block from the memory services: memory_alloc for color_correction_init.
+// Null, and nothing filled, when they refuse the block.
+ColorCorrectionContext *create_context(const MemoryServices &memory);
+// Gives the context's block back through the services: 1, or 0 for a null context.
+uint32_t release_context(ColorCorrectionContext *context, const MemoryServices &memory);
+
+}  // namespace korvimg
