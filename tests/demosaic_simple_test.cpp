@@ -110,6 +110,26 @@ TEST(Mono, TwoNegativeSizesMakeAPositiveCount) {
     EXPECT_EQ(pixel(r, 3, 3), (V{8, 8, 8}));
 }
 
+// Width and height count only through their product as a signed 32-bit number, which
+// wraps: 65537 x 65536 is 65536 pixels, 65536 x 32768 is negative and 65536 x 65536
+// is 0, so those two write nothing.
+TEST(Mono, TheCountIsTheWrappedProduct) {
+    V s(65536 + 7);
+    for (size_t k = 0; k < s.size(); ++k) s[k] = static_cast<uint32_t>(k * 37 % 251);
+    for (const char *name : {"mono24bggr", "mono64rggb"}) {
+        const int channels = kt::member(name).channels();
+        const Call r = run(name, s, 65537, 65536, 65536);
+        EXPECT_EQ(r.result, 1u) << name;
+        for (size_t p : {size_t{0}, size_t{1}, size_t{40000}, size_t{65535}})
+            EXPECT_EQ(pixel(r, p, channels)[0], s[p]) << name << " pixel " << p;
+        for (auto [w, h] : {std::pair{65536, 32768}, {65536, 65536}, {-65536, 65536}}) {
+            const Call none = run(name, s, w, h, 4);
+            EXPECT_EQ(none.result, 1u) << name << " " << w << " x " << h;
+            EXPECT_TRUE(none.untouched) << name << " " << w << " x " << h;
+        }
+    }
+}
+
 TEST(Mono, SixteenBitSampleIsCopiedUnchanged) {
     const Call r = run("mono64bggr", {0xFFFF}, 1, 1, 1);
     EXPECT_EQ(r.px, (V{0xFFFF, 0xFFFF, 0xFFFF, 0}));

@@ -50,6 +50,29 @@ TEST(Exports, TableNamesAreUniqueAndAliasesNameFunctions) {
     }
 }
 
+// 199 functions under 219 plain names; with each name's decorated form, 438 names.
+// Every method, depth and pattern has its demosaic name.
+TEST(Exports, TheTableHasEveryNameOnce) {
+    std::set<std::string> names;
+    size_t functions = 0;
+    for (const auto &e : kt::exports()) {
+        names.insert(e.name);
+        if (std::string(e.name) == e.target) ++functions;
+    }
+    EXPECT_EQ(names.size(), 219u);
+    EXPECT_EQ(functions, 199u);
+    EXPECT_EQ(2 * names.size(), 438u);
+    size_t demosaic = 0;
+    for (const char *method : {"mono", "bayer", "nearest", "simple", "bilinear", "adaptive", "laplacian", "preview"})
+        for (const char *depth : {"24", "32", "48", "64"})
+            for (const char *pattern : {"bggr", "gbrg", "grbg", "rggb"}) {
+                const std::string name = std::string(method) + depth + pattern;
+                EXPECT_TRUE(names.count(name)) << name;
+                demosaic += names.count(name);
+            }
+    EXPECT_EQ(demosaic, 128u);
+}
+
 TEST(Exports, AliasesShareOneAddress) {
     for (const auto &e : kt::exports()) {
         const auto *t = kt::find_export(e.target);

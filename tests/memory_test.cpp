@@ -62,6 +62,8 @@ TEST(Memory, AllocGivesUsableBlocksAndFreeReturnsNull) {
         p[size - 1] = 2;
         EXPECT_EQ(memory_free(p), nullptr);
     }
+    // Freeing null is no error: nothing to release, and the result is null too.
+    EXPECT_EQ(memory_free(nullptr), nullptr);
 }
 
 }  // namespace

@@ -146,9 +146,10 @@ TEST(BcgTables, ConstantRowsAreTheRoundedRules) {
     EXPECT_EQ(model::contrast_factor(127), 4.0f);
     EXPECT_EQ(model::brightness_shift(1), 0.003937008f);
     EXPECT_EQ(model::brightness_shift(-127), -0.5f);
-    // Each exponent and factor row, seen through a table: the 12-bit table at
-    // brightness 0 with only that setting changed must equal the model's.
+    // Each gamma exponent, contrast factor and brightness shift row, seen through a
+    // table: the table with only that setting changed must equal the model's.
     for (int s = -127; s <= 127; ++s) {
+        ASSERT_EQ(builder("create_BCG_LUT12").build(0, 0, s), builder("create_BCG_LUT12").model(0, 0, s)) << s;
         ASSERT_EQ(builder("create_BCG_LUT12").build(0, s, 0), builder("create_BCG_LUT12").model(0, s, 0)) << s;
         ASSERT_EQ(builder("create_BCG_LUT8").build(s, 0, 0), builder("create_BCG_LUT8").model(s, 0, 0)) << s;
     }

@@ -127,6 +127,23 @@ TEST(WhiteBalance, RawFrameWithoutRedGivesMinusOneForRedOnly) {
     }
 }
 
+TEST(WhiteBalance, ColourImageWithoutRedGivesMinusOneForRedOnly) {
+    // Five pixels, each blue, green, red (and a fourth channel of 99 that counts for
+    // nothing): the green sum is 5 * 40, the other sum 5 * 30 or 5 * 50.
+    for (const auto &n : kColour)
+        for (bool red_missing : {true, false}) {
+            std::vector<uint32_t> px;
+            for (int i = 0; i < 5; ++i) {
+                px.insert(px.end(), {red_missing ? 30u : 0u, 40u, red_missing ? 0u : 50u});
+                if (n.channels == 4) px.push_back(99);
+            }
+            if (red_missing)
+                EXPECT_TRUE(same_gains(run_colour(n, px, 5), -1.0, 200.0 / 150.0)) << n.name;
+            else
+                EXPECT_TRUE(same_gains(run_colour(n, px, 5), 200.0 / 250.0, -1.0)) << n.name;
+        }
+}
+
 TEST(WhiteBalance, AllZeroFrameGivesMinusOneForBoth) {
     for (const auto &n : kRaw) EXPECT_TRUE(same_gains(run_raw(n, std::vector<uint32_t>(24), 6, 4), -1.0, -1.0)) << n.name;
     for (const auto &n : kColour)
