@@ -1,6 +1,7 @@
-// Memory services as a pair of functions. The routines that take working memory for a
-// call get it from one of these: the library's own (memory_alloc and memory_free), or,
-// in the tests, services that refuse or count blocks.
+// Memory services as a pair of functions. The routines that take memory (working
+// memory for a call, or the colour-correction context) get it from one of these: the
+// library's own (memory_alloc and memory_free), or, in the tests, services that
+// refuse or count blocks.
 #pragma once
 
 #include <cstdint>
