@@ -43,8 +43,7 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                             "scale; 8-bit output only)"},
     {"matrix", 0, "M0,...,M11", "4x3 colour matrix (rows: input R, G, B, offset; columns: output\n"
                                 "R, G, B; 8-bit output only)"},
-    {"median", 0, "mosaic|adjacent", "row spike filter over same-colour (mosaic) or adjacent samples;\n"
-                                     "the library filters the left half of the row of 16-bit frames"},
+    {"median", 0, "mosaic|adjacent", "row spike filter over same-colour (mosaic) or adjacent samples"},
     {"reduce", 0, "best|shift", "deeper samples to 8-bit output: a table fitted to the frame's\n"
                                 "histogram, or dropping the low bits (default shift)"},
     {"png-level", 0, "N", "PNG compression, 0 (fastest, largest files) to 9 (smallest; default 6)"},

@@ -1,5 +1,6 @@
 #include "process.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -14,10 +15,35 @@ int32_t count_of(const RawFrame &f) { return static_cast<int32_t>(f.count()); }
 
 }  // namespace
 
+// The library's 16-bit filter writes back only the first width bytes of each row: its
+// left half (and, for an odd width, one byte of the middle sample). The filter's rule
+// reads the same from either end of a row, so the right half is the left half of the
+// filtered mirror image of the rows. For an odd width the left half is filtered one
+// column wider, which puts the middle sample whole in the written half; the added
+// column is read by no sample of that half (one that reached it would lie in the last
+// 2d columns of the row, which are kept as they are).
 void median_filter(RawFrame &frame, int mosaic) {
     const uint32_t flag = mosaic != 0 ? 1u : 0u;
-    if (frame.wide()) median_filter16(frame.s16.data(), frame.width, frame.height, flag);
-    else median_filter8(frame.s8.data(), frame.width, frame.height, flag);
+    if (!frame.wide()) {
+        median_filter8(frame.s8.data(), frame.width, frame.height, flag);
+        return;
+    }
+    if (frame.width < 1 || frame.height < 1) return;
+    const size_t w = static_cast<size_t>(frame.width), h = static_cast<size_t>(frame.height);
+    const size_t padded = w + (w & 1), left = padded / 2;
+    std::vector<uint16_t> ahead(padded * h, 0), mirror(w * h);
+    for (size_t y = 0; y < h; ++y) {
+        const uint16_t *row = frame.s16.data() + y * w;
+        std::copy(row, row + w, ahead.data() + y * padded);
+        std::reverse_copy(row, row + w, mirror.data() + y * w);
+    }
+    median_filter16(ahead.data(), static_cast<int32_t>(padded), frame.height, flag);
+    median_filter16(mirror.data(), frame.width, frame.height, flag);
+    for (size_t y = 0; y < h; ++y) {
+        uint16_t *row = frame.s16.data() + y * w;
+        std::copy(ahead.data() + y * padded, ahead.data() + y * padded + left, row);
+        for (size_t x = left; x < w; ++x) row[x] = mirror[y * w + (w - 1 - x)];
+    }
 }
 
 namespace {

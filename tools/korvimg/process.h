@@ -37,7 +37,8 @@ struct Settings {
     int file_channels() const { return (grey_output() ? 1 : 3) + (alpha ? 1 : 0); }
 };
 
-// Row spike filter in place (median_filter8 or median_filter16).
+// Row spike filter in place, every sample of every row (median_filter8; median_filter16
+// on the rows and on their mirror image, as it writes back half of each row).
 void median_filter(RawFrame &frame, int mosaic);
 // Grey-world gains of a raw frame (white_balance8* or white_balance10/12*; 16-bit
 // samples are measured by the same function, which takes the words as they stand).
