@@ -2,6 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -287,7 +289,32 @@ void StagedFiles::write(size_t i, const FilePixels &pixels, const PictureOptions
 
 StagedFiles::~StagedFiles() { remove_staged(); }
 
+namespace {
+
+// Holds back every signal that can be held, on the calling thread, for the life of the
+// object; one that arrives meanwhile is delivered when it ends.
+class SignalsHeld {
+  public:
+    SignalsHeld() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &old_);
+    }
+    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+    SignalsHeld(const SignalsHeld &) = delete;
+    SignalsHeld &operator=(const SignalsHeld &) = delete;
+
+  private:
+    sigset_t old_;
+};
+
+}  // namespace
+
 void StagedFiles::commit() {
+    // The set is put in place whole: a signal that comes while the files are moved
+    // (the workers are done, this is the only thread) ends the program only after
+    // the last of them, and the staging directory is gone by then.
+    const SignalsHeld held;
     for (size_t i = 0; i < targets_.size(); ++i) {
         chmod(staged_[i].c_str(), replacing_mode(targets_[i]));  // a file replaced keeps its permissions
         if (std::rename(staged_[i].c_str(), targets_[i].c_str()) != 0)

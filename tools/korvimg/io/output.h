@@ -41,8 +41,9 @@ class AtomicFile {
 
 // A set of files that appears all at once or not at all: each is written (by
 // write_picture) into a hidden directory beside the targets, and commit() moves them
-// over their targets one after the other. Destroyed without commit, or ended by a
-// signal, it removes what it wrote; files that were at the targets stay untouched.
+// over their targets one after the other, with signals held back until the last is
+// in place. Destroyed without commit, or ended by a signal, it removes what it wrote;
+// files that were at the targets stay untouched.
 // All targets lie in one directory. `made` lists directories created for the set
 // (outermost first); they are removed with it, if empty, unless it is committed.
 class StagedFiles {
@@ -59,8 +60,9 @@ class StagedFiles {
     // write_picture into the i-th file's staging place; a failure is reported under
     // the target's name, not the hidden one.
     void write(size_t i, const FilePixels &pixels, const PictureOptions &options = {}) const;
-    // Moves every staged file over its target; throws naming the target that could
-    // not be replaced (the ones before it are in place by then).
+    // Moves every staged file over its target, from the only thread left (the signals
+    // it holds back would go to another); throws naming the target that could not be
+    // replaced (the ones before it are in place by then).
     void commit();
 
   private:

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 #include <tiffio.h>
 
 #include <algorithm>
@@ -843,6 +846,52 @@ TEST(Program, InterruptedSequenceLeavesTheOldFilesAlone) {
             EXPECT_EQ(kvtest::read_file(d.path("out-000" + std::to_string(i) + ".png")),
                       (std::vector<uint8_t>{'o', 'l', 'd'}));
     }
+}
+
+// A signal that comes while a sequence's pictures are being moved in place ends the
+// program once all of them are: the program is stopped at the first picture it puts
+// in place (seen through inotify), sent SIGTERM and let go on. None of the old files
+// may be left beside new ones, and no staging directory either.
+TEST(Program, SignalWhileASequenceIsPutInPlaceWaitsForTheLast) {
+    kvtest::TempDir d;
+    const uint32_t frames = 3000;
+    const Samples f{10, 20, 30, 40};
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(std::vector<Samples>(frames, f), 1, false));
+    auto name = [](uint32_t i) {
+        char text[32];
+        std::snprintf(text, sizeof text, "out-%04u.ppm", i);
+        return std::string(text);
+    };
+    for (uint32_t i = 0; i < frames; ++i) kvtest::write_file(d.path(name(i)), {'o', 'l', 'd'});
+    const int watch = inotify_init1(IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(inotify_add_watch(watch, d.dir().c_str(), IN_MOVED_TO), 0);
+    int pid = 0;
+    {
+        const kvtest::Disposition fatal(SIGTERM, SIG_DFL);
+        pid = kvtest::start_program({"demosaic", d.path("in.raw"), "--width", "2", "--height", "2", "--bits", "8",
+                                     "-m", "simple", "-j", "1", "-q", "-o", d.path("out.ppm")});
+    }
+    ASSERT_GT(pid, 0);
+    pollfd moved{watch, POLLIN, 0};
+    const int seen = poll(&moved, 1, 60000);  // the first picture moved in
+    kill(pid, SIGSTOP);
+    close(watch);
+    if (seen != 1) {
+        kill(pid, SIGKILL);
+        kvtest::wait_program(pid);
+        FAIL() << "no picture was put in place";
+    }
+    size_t new_ones = 0;
+    for (uint32_t i = 0; i < frames; ++i) new_ones += kvtest::read_file(d.path(name(i))).size() > 3;
+    EXPECT_LT(new_ones, frames) << "stopped only after the last picture was in place";
+    kill(pid, SIGTERM);
+    kill(pid, SIGCONT);
+    EXPECT_EQ(kvtest::wait_program(pid), -SIGTERM);
+    size_t old_ones = 0;
+    for (uint32_t i = 0; i < frames; ++i) old_ones += kvtest::read_file(d.path(name(i))).size() == 3;
+    EXPECT_EQ(old_ones, 0u) << "of " << frames << " pictures, " << old_ones << " were left as they were";
+    for (const auto &e : d.entries()) EXPECT_NE(e.rfind(".korvimg-", 0), 0u) << e << " left behind";
 }
 
 // A signal the program was started with ignored (a hangup under nohup) stays ignored:
