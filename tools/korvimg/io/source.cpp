@@ -183,12 +183,12 @@ std::unique_ptr<Source> open_png_frame(const std::string &path, const OpenOption
         frame.allocate(px.width, px.height, 8);
         frame.s8 = px.p8;
     } else {
-        // With an sBIT chunk of 9 to 12 bits the values sit in the high bits of the
-        // words (as PNG stores them); they are taken from there, and 9- and 11-bit
-        // values widened to 10 and 12 bits when read, as a SER file's are, unless --bits
-        // says at what depth to take them.
+        // With an sBIT chunk of 9 to 15 bits the values sit in the high bits of the
+        // words (as PNG stores them); they are taken from there, and 9-, 11- and 13- to
+        // 15-bit values widened to 10, 12 and 16 bits when read, as a SER file's are,
+        // unless --bits says at what depth to take them.
         int from = 16;  // significant bits at the top of each word
-        if (px.significant >= 9 && px.significant <= 12) {
+        if (px.significant >= 9 && px.significant <= 15) {
             from = px.significant;
             info.notes.push_back("sBIT chunk: " + std::to_string(px.significant) + " significant bits");
         }

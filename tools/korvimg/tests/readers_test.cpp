@@ -407,16 +407,19 @@ TEST(PngReader, GreyDepthsAndRefusals) {
     s = kvcli::open_source(d.path("b.png"), {});
     EXPECT_EQ(s->info().bits, 16);
     EXPECT_EQ(frame_samples(*s, 0), (Samples{65535, 7}));
-    // With an sBIT chunk of 9 to 12 bits the values come down from the top of the
-    // words (whatever the bits below them hold); 9 and 11 significant bits are widened
-    // to 10 and 12 bits, full scale kept.
+    // With an sBIT chunk of 9 to 15 bits the values come down from the top of the
+    // words (whatever the bits below them hold); 9, 11 and 13 to 15 significant bits
+    // are widened to 10, 12 and 16 bits, full scale kept.
     struct Case {
         int significant, bits;
         Samples stored, read;
     };
     for (const Case &c : {Case{10, 10, {1023 << 6, 5 << 6 | 63}, {1023, 5}},
                           Case{9, 10, {511 << 7, 5 << 7, 65535, 256 << 7 | 127}, {1023, 10, 1023, 513}},
-                          Case{11, 12, {2047 << 5, 5 << 5 | 31, 1024 << 5}, {4095, 10, 2049}}}) {
+                          Case{11, 12, {2047 << 5, 5 << 5 | 31, 1024 << 5}, {4095, 10, 2049}},
+                          Case{13, 16, {8191 << 3, 1 << 3 | 7, 4096 << 3}, {65535, 8, 32772}},
+                          Case{14, 16, {16383 << 2, 5 << 2 | 3, 8192 << 2}, {65535, 20, 32770}},
+                          Case{15, 16, {32767 << 1, 3 << 1 | 1, 16384 << 1}, {65535, 6, 32769}}}) {
         kvtest::write_grey_png(d.path("c.png"), static_cast<int32_t>(c.stored.size()), 1, 16, c.significant, c.stored);
         s = kvcli::open_source(d.path("c.png"), {});
         EXPECT_EQ(s->info().bits, c.bits) << c.significant;
