@@ -336,6 +336,41 @@ TEST(ColourCorrection, FreshContextAndEveryColourThenTheDefaultRoundTrip) {
                 static_cast<unsigned long long>(changed_channels[2]));
 }
 
+// Colours of the blue planes 0, 68 and 255 (every red and green) after one setter
+// call with default values: how many come out changed.
+size_t changed_after(void (*setter)(ColorCorrectionContext *)) {
+    Context ctx;
+    setter(ctx.c);
+    Bytes plane(65536 * 3);
+    size_t changed = 0;
+    for (uint32_t b : {0u, 68u, 255u}) {
+        for (uint32_t i = 0; i < 65536; ++i) {
+            plane[i * 3] = static_cast<uint8_t>(b);
+            plane[i * 3 + 1] = static_cast<uint8_t>(i);
+            plane[i * 3 + 2] = static_cast<uint8_t>(i >> 8);
+        }
+        EXPECT_EQ(color_correction24(ctx.c, plane.data(), 256, 256), 1u);
+        for (uint32_t i = 0; i < 65536; ++i)
+            changed += plane[i * 3] != b || plane[i * 3 + 1] != (i & 255) || plane[i * 3 + 2] != i >> 8;
+    }
+    return changed;
+}
+
+// Every setter of the gains, offsets and HSL, with default values, leaves the same
+// colours one step short as color_correction_set does; the matrix truncates no HSL
+// round trip, and the identity matrix changes no colour.
+TEST(ColourCorrection, EverySetterTruncatesAlikeAndTheIdentityMatrixChangesNothing) {
+    const size_t by_set =
+        changed_after([](ColorCorrectionContext *c) { color_correction_set(c, 1, 0, 1, 0, 1, 0, 0, 1, 1, 0); });
+    EXPECT_GT(by_set, 65536u);
+    EXPECT_EQ(changed_after([](ColorCorrectionContext *c) { color_correction_setrgb(c, 1, 0, 1, 0, 1, 0); }), by_set);
+    EXPECT_EQ(changed_after([](ColorCorrectionContext *c) { color_correction_sethsl(c, 0, 1, 1, 0); }), by_set);
+    EXPECT_EQ(changed_after([](ColorCorrectionContext *c) { color_correction_usematrix(c, 0); }), by_set);
+    static const double identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+    EXPECT_EQ(changed_after([](ColorCorrectionContext *c) { color_correction_setmatrix(c, identity); }), by_set);
+    EXPECT_EQ(changed_after([](ColorCorrectionContext *c) { color_correction_usematrix(c, 1); }), 0u);
+}
+
 TEST(ColourCorrection, DefaultSetMovesBlue68Green32Red130ByOneBlueStep) {
     Context ctx;
     EXPECT_EQ(correct(ctx.c, bgr({68, 32, 130}), 3), bgr({68, 32, 130}));  // fresh: identity
