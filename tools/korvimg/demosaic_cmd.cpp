@@ -87,7 +87,7 @@ void frame_range(const Arguments &a, const SourceInfo &info, uint32_t &first, ui
         throw usage_error("--frames " + text + " selects no frames (A:B is frames A to B - 1, so A must be below B)");
     if (end > frames || first >= frames) {
         const std::string whole = info.truncated.empty() ? "" : "whole ";
-        throw usage_error("--frames " + text + " goes past the last frame (the file has " +
+        throw usage_error(info.path, "--frames " + text + " goes past the last frame (the file has " +
                           (frames == 1 ? whole + "frame 0 alone)" : whole + "frames 0 to " + std::to_string(frames - 1) + ")"));
     }
 }

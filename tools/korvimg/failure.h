@@ -29,5 +29,10 @@ inline Failure file_error(const std::string &path, const std::string &what) {
 }
 // A problem with the command line: exit status 2.
 inline Failure usage_error(const std::string &what) { return Failure(kUsageError, "", what); }
+// A command line that asks a file for what it does not have (a frame beyond its
+// last): exit status 2, the file named.
+inline Failure usage_error(const std::string &path, const std::string &what) {
+    return Failure(kUsageError, path, what);
+}
 
 }  // namespace kvcli

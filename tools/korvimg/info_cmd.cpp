@@ -166,7 +166,7 @@ int run_info(const std::vector<std::string> &args) {
         const uint32_t frame_index =
             a.has("frame") ? static_cast<uint32_t>(parse_integer(a.get("frame"), "--frame", 0, 0xffffffffLL)) : 0;
         if (frame_index >= info.frames)
-            throw usage_error("--frame " + std::to_string(frame_index) + ": the file has " +
+            throw usage_error(info.path, "--frame " + std::to_string(frame_index) + ": the file has " +
                               count_of(info.frames, info.truncated.empty() ? "frame" : "whole frame"));
 
         // The frame first: a file that fails there prints no half report.

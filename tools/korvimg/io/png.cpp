@@ -158,7 +158,9 @@ FilePixels read_png(const std::string &path) {
     FilePixels out;
     Decoding d{f, size, "", &out, {}};
     const bool ok = decode(&d);
+    const bool cut_short = !ok && std::feof(f) != 0;  // the decoder wanted more than there is
     std::fclose(f);
+    if (cut_short) throw file_error(path, "bad PNG: the file ends before its image does (cut short)");
     if (!ok) throw file_error(path, "bad PNG: " + (d.error.empty() ? std::string("cannot decode") : d.error));
     return out;
 }

@@ -54,9 +54,11 @@ TEST(BadInput, TruncatedData) {
     expect_refused(d, d.path("c.pgm"), "truncated PGM data");
     kvtest::write_grey_png(d.path("d.png"), 64, 64, 8, 8, Samples(64 * 64, 3));
     auto png = kvtest::read_file(d.path("d.png"));
-    png.resize(png.size() / 2);
-    kvtest::write_file(d.path("d.png"), png);
-    expect_refused(d, d.path("d.png"), "bad PNG");
+    // Without its closing chunk (12 bytes), or without half its image data.
+    for (size_t keep : {png.size() - 12, png.size() / 2}) {
+        kvtest::write_file(d.path("d.png"), std::vector<uint8_t>(png.begin(), png.begin() + static_cast<long>(keep)));
+        expect_refused(d, d.path("d.png"), "bad PNG: the file ends before its image does (cut short)");
+    }
     kvtest::write_file(d.path("e.raw"), std::vector<uint8_t>(30, 1));
     expect_refused(d, d.path("e.raw"), "truncated", {"--width", "8", "--height", "8", "--bits", "8"});
 }
@@ -239,7 +241,8 @@ TEST(BadInput, MissingInputAndContradictingOptions) {
     expect_refused(d, d.path("nothing.ser"), d.path("nothing.ser") + ": cannot open: No such file or directory");
     kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));
     expect_refused(d, d.path("in.pgm"), "--wb needs a colour method", {"-m", "mono", "--wb", "auto"}, 2);
-    expect_refused(d, d.path("in.pgm"), "--frames 3:9 goes past the last frame (the file has frame 0 alone)",
+    expect_refused(d, d.path("in.pgm"),
+                   d.path("in.pgm") + ": --frames 3:9 goes past the last frame (the file has frame 0 alone)",
                    {"-m", "nearest", "--frames", "3:9"}, 2);
     for (const char *range : {"1:", "5:", "1", "0:2"})
         expect_refused(d, d.path("in.pgm"), std::string("--frames ") + range + " goes past the last frame (the file has frame 0 alone)",
