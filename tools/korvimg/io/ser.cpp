@@ -44,10 +44,12 @@ uint64_t le64(const uint8_t *p) {
     return v;
 }
 
-// A time stamp as UTC date and time, or an empty string when it is not plausible.
+// A time stamp as UTC date and time, or an empty string when it is not plausible: a
+// capture from before 1970 or after 2199 (wider bounds let pixels pass for stamps).
 std::string ticks_text(uint64_t ticks) {
-    constexpr uint64_t kUnixEpoch = 621355968000000000ULL;  // ticks at 1970-01-01
-    if (ticks < kUnixEpoch || ticks > kUnixEpoch + 20000ULL * 365 * 86400 * 10000000ULL) return "";
+    constexpr uint64_t kUnixEpoch = 621355968000000000ULL;               // ticks at 1970-01-01
+    constexpr uint64_t kYear2200 = kUnixEpoch + 84006ULL * 86400 * 10000000ULL;  // 84006 days later
+    if (ticks < kUnixEpoch || ticks >= kYear2200) return "";
     const std::time_t seconds = static_cast<std::time_t>((ticks - kUnixEpoch) / 10000000ULL);
     std::tm tm{};
     gmtime_r(&seconds, &tm);
