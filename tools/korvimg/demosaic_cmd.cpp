@@ -55,7 +55,7 @@ const std::vector<OptionSpec> kOptions = with_input_options({
                            "(counted from 0 at the top left; an odd X or Y shifts the pattern)"},
     {"stack", 0, nullptr, "average the frames (truncating) into one picture before processing"},
     {"threads", 'j', "N", "worker threads for multi-frame work (default: one per core)"},
-    {"quiet", 'q', nullptr, "no progress display and no warnings"},
+    {"quiet", 'q', nullptr, "no progress display, no warnings and no white balance report"},
     {"help", 'h', nullptr, "show this help"},
 });
 
