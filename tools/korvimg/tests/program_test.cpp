@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "files.h"
+#include "io/png.h"
 #include "korvimg.h"
 #include "lib.h"
 #include "support.h"
@@ -200,6 +201,25 @@ TEST(Program, ByteSwappedLookingSerIsPointedOut) {
             }
         }
     }
+}
+
+// A file that names no pattern is read as rggb, with a warning that says so; --pattern
+// or -q leave the warning out.
+TEST(Program, AMissingPatternIsTakenAsRggbAndSaidSo) {
+    kvtest::TempDir d;
+    std::mt19937 rng(19);
+    const Samples f = random_pgm(d, "in.pgm", 6, 4, 255, rng);
+    auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "korvimg: " + d.path("in.pgm") + ": no Bayer pattern in the file, took rggb (see --pattern)\n");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_SIMPLE, KORVIMG_RGGB, f, 6, 4, 8, 8)));
+    for (const char *quiet : {"-q", "--pattern=rggb"}) {
+        r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("b.png"), "-m", "simple", quiet});
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.err, "") << quiet;
+    }
+    r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("c.png"), "-m", "mono"});
+    EXPECT_EQ(r.err, "") << "mono needs no pattern";
 }
 
 TEST(Program, MonochromeSerDefaultsToMono) {
@@ -440,6 +460,7 @@ TEST(Program, PngLevelChangesTheFileSizeOnly) {
         RUN_OK("demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12", "--endian", "little",
                "-o", one, "-m", "bilinear", "--frames", "0:1", "--png-level", level);
         EXPECT_TRUE(same(kvtest::read_picture(one), expected(KORVIMG_BILINEAR, 0, frames[0], w, h, 12, 16))) << level;
+        EXPECT_EQ(kvcli::read_png(one).significant, 12) << "the sBIT chunk says how many bits count";
         sizes.push_back(size_of(one));
         const std::string seq = d.path(std::string("seq") + level + ".png");
         RUN_OK("demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12", "--endian", "little",
@@ -458,6 +479,16 @@ TEST(Program, PngLevelChangesTheFileSizeOnly) {
     EXPECT_GT(sizes[0], sizes[1]);
     EXPECT_GE(sizes[1], sizes[2]);
     EXPECT_LT(sizes[2], stored / 2);
+    // Without --png-level, level 6.
+    for (const char *level : {"", "6"}) {
+        std::vector<std::string> args{"demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12",
+                                      "--endian", "little", "-o", d.path(std::string("l") + level + ".png"),
+                                      "-m", "bilinear", "--frames", "0"};
+        if (*level != '\0') args.insert(args.end(), {"--png-level", level});
+        ASSERT_EQ(kvtest::run_program(args).status, 0);
+    }
+    EXPECT_EQ(kvtest::read_file(d.path("l.png")), kvtest::read_file(d.path("l6.png")));
+    EXPECT_LT(size_of(d.path("l.png")), sizes[0]);
 }
 
 // One worker goes through a whole sequence with the same buffers. Every frame of the
