@@ -19,9 +19,9 @@ int32_t count_of(const RawFrame &f) { return static_cast<int32_t>(f.count()); }
 // left half (and, for an odd width, one byte of the middle sample). The filter's rule
 // reads the same from either end of a row, so the right half is the left half of the
 // filtered mirror image of the rows. For an odd width the left half is filtered one
-// column wider, which puts the middle sample whole in the written half; the added
-// column is read by no sample of that half (one that reached it would lie in the last
-// 2d columns of the row, which are kept as they are).
+// column wider, which puts the middle sample whole in the written half. The added
+// column changes no sample taken from that pass: only column w - 2d reads it, and that
+// column lies in the right half unless it is among the first 2d, which are kept.
 void median_filter(RawFrame &frame, int mosaic) {
     const uint32_t flag = mosaic != 0 ? 1u : 0u;
     if (!frame.wide()) {
