@@ -12,8 +12,8 @@
 
 #include "colour/context.h"
 #include "colour/correction.h"
-#include "frame/memory.h"
 #include "model/colour_model.h"
+#include "support/memory_log.h"
 #include "support/testkit.h"
 
 namespace {
@@ -155,42 +155,25 @@ TEST(ColourContext, InitGivesIdentityCacheAndDefaults) {
 }
 
 // The context is one block from the memory services and goes back through them.
-std::vector<uint32_t> g_asked;
-std::vector<void *> g_given, g_released;
-void *KORVIMG_CALL refuse(uint32_t size) {
-    g_asked.push_back(size);
-    return nullptr;
-}
-void *KORVIMG_CALL give(uint32_t size) {
-    g_asked.push_back(size);
-    g_given.push_back(memory_alloc(size));
-    return g_given.back();
-}
-void *KORVIMG_CALL take_back(void *block) {
-    g_released.push_back(block);
-    return memory_free(block);
-}
-
 TEST(ColourContext, OneBlockFromTheMemoryServicesAndBackThroughThem) {
-    g_asked.clear();
-    g_given.clear();
-    g_released.clear();
-    EXPECT_EQ(korvimg::create_context({refuse, take_back}), nullptr);
-    EXPECT_EQ(g_asked, std::vector<uint32_t>{sizeof(ColorCorrectionContext)});
-    EXPECT_TRUE(g_released.empty());
+    kt::MemoryLog &log = kt::memory_log();
+    log = {};
+    EXPECT_EQ(korvimg::create_context(kt::kRefusingMemory), nullptr);
+    EXPECT_EQ(log.asked, std::vector<uint32_t>{sizeof(ColorCorrectionContext)});
+    EXPECT_TRUE(log.released.empty());
 
-    g_asked.clear();
-    ColorCorrectionContext *c = korvimg::create_context({give, take_back});
+    log = {};
+    ColorCorrectionContext *c = korvimg::create_context(kt::kGivingMemory);
     ASSERT_NE(c, nullptr);
-    EXPECT_EQ(g_asked, std::vector<uint32_t>{sizeof(ColorCorrectionContext)});
-    EXPECT_EQ(g_given, std::vector<void *>{c});
+    EXPECT_EQ(log.asked, std::vector<uint32_t>{sizeof(ColorCorrectionContext)});
+    EXPECT_EQ(log.given, std::vector<void *>{c});
     EXPECT_EQ(c->generation, 0);
     expect_same_parameters(c, model::ColourParams{});
-    EXPECT_EQ(korvimg::release_context(nullptr, {give, take_back}), 0u);
-    EXPECT_TRUE(g_released.empty());
-    EXPECT_EQ(korvimg::release_context(c, {give, take_back}), 1u);
-    EXPECT_EQ(g_released, std::vector<void *>{c});
-    EXPECT_EQ(g_asked.size(), 1u);
+    EXPECT_EQ(korvimg::release_context(nullptr, kt::kGivingMemory), 0u);
+    EXPECT_TRUE(log.released.empty());
+    EXPECT_EQ(korvimg::release_context(c, kt::kGivingMemory), 1u);
+    EXPECT_EQ(log.released, std::vector<void *>{c});
+    EXPECT_EQ(log.asked.size(), 1u);
 }
 
 TEST(ColourContext, NullContextIsRefusedByEveryOperation) {

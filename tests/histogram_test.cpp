@@ -12,6 +12,7 @@
 
 #include "model/frameops_model.h"
 #include "stats/histogram.h"
+#include "support/memory_log.h"
 #include "support/testkit.h"
 
 namespace {
@@ -41,37 +42,17 @@ using Image16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, uint32_t *, uint
 using Raw8 = void(KORVIMG_CALL *)(const uint8_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
 using Raw16 = void(KORVIMG_CALL *)(const uint16_t *, int32_t, int32_t, uint32_t *, uint32_t *, uint32_t *);
 
-// Memory services that refuse every block, and ones that hand blocks out; both count
-// what they are asked.
-struct MemoryLog {
-    int asked = 0, released = 0;
-};
-MemoryLog g_memory;
-void *KORVIMG_CALL refusing_alloc(uint32_t) {
-    ++g_memory.asked;
-    return nullptr;
-}
-void *KORVIMG_CALL giving_alloc(uint32_t size) {
-    ++g_memory.asked;
-    return memory_alloc(size);
-}
-void *KORVIMG_CALL counting_release(void *block) {
-    ++g_memory.released;
-    return memory_free(block);
-}
-const korvimg::MemoryServices kRefusing = {refusing_alloc, counting_release};
-const korvimg::MemoryServices kGiving = {giving_alloc, counting_release};
-
-// An 8-bit member's routine called with these services instead of its export: each call
-// must ask for memory `asks` times, and release all it was given.
+// An 8-bit member's routine called with memory services (refusing or giving) instead
+// of its export: each call must ask for memory `asks` times, and release all it was
+// given.
 struct WithMemory {
     const korvimg::MemoryServices *memory = nullptr;
     int asks = 0;
     template <class Call> void call(Call routine) const {
-        g_memory = {};
+        kt::memory_log() = {};
         routine(*memory);
-        EXPECT_EQ(g_memory.asked, asks);
-        EXPECT_EQ(g_memory.released, memory == &kGiving ? asks : 0);
+        EXPECT_EQ(kt::memory_log().asked.size(), static_cast<size_t>(asks));
+        EXPECT_EQ(kt::memory_log().released.size(), static_cast<size_t>(memory == &kt::kGivingMemory ? asks : 0));
     }
 };
 using korvimg::MemoryServices;
@@ -502,8 +483,8 @@ std::vector<RawFn> raws8(WithMemory with) {
 // nothing; given, the tables are released once.
 TEST(HistogramModel, LargeEightBitInputsCountTheSameWithoutPairTables) {
     std::mt19937 rng(45);
-    for (const MemoryServices *memory : {&kRefusing, &kGiving}) {
-        SCOPED_TRACE(memory == &kGiving ? "tables given" : "tables refused");
+    for (const MemoryServices *memory : {&kt::kRefusingMemory, &kt::kGivingMemory}) {
+        SCOPED_TRACE(memory == &kt::kGivingMemory ? "tables given" : "tables refused");
         const WithMemory with{memory, 1};
         for (int kind = 0; kind < 4; ++kind) {
             for (const auto &f : runs8(with)) check_run(f, (1 << 18) + 7, kind, rng);
@@ -518,7 +499,7 @@ TEST(HistogramModel, LargeEightBitInputsCountTheSameWithoutPairTables) {
 // Inputs of fewer than 2^18 samples ask for no memory.
 TEST(HistogramModel, SmallEightBitInputsAskForNoMemory) {
     std::mt19937 rng(46);
-    const WithMemory with{&kRefusing, 0};
+    const WithMemory with{&kt::kRefusingMemory, 0};
     for (const auto &f : runs8(with)) check_run(f, (1 << 18) - 1, 0, rng);
     for (const auto &f : images8(with)) check_image(f, ((1 << 18) - 1) / 3, 0, rng);
     for (const auto &f : raws8(with)) check_raw(f, 511, 513, 0, rng);  // 255 x 256 cells, 261,120 samples

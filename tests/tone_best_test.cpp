@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "model/tone_model.h"
+#include "support/memory_log.h"
 #include "support/testkit.h"
 #include "tone/tone.h"
 
@@ -122,15 +123,11 @@ TEST(BestTables, EveryTableIsMonotonicFromZeroToTheTopLevel) {
         }
 }
 
-// A failing allocator: the table stays untouched and the result is 0.
-void *KORVIMG_CALL no_memory(uint32_t) { return nullptr; }
-void *KORVIMG_CALL never_called(void *block) {
-    ADD_FAILURE() << "released a block it never had";
-    return block;
-}
-
+// A failing allocator: the table stays untouched, the result is 0, and nothing is
+// released.
 TEST(BestTables, FailedAllocationLeavesTheTableUntouched) {
-    const korvimg::MemoryServices none = {no_memory, never_called};
+    const korvimg::MemoryServices &none = kt::kRefusingMemory;
+    kt::memory_log() = {};
     const V h(4096, 1);
     kt::Guarded t8(4096, 1), t16(8192, 2), t10(1024, 3);
     EXPECT_EQ((korvimg::best_table<uint8_t, 4096, 256, 1>(h.data(), t8.data(), none)), 0u);
@@ -142,28 +139,18 @@ TEST(BestTables, FailedAllocationLeavesTheTableUntouched) {
     EXPECT_TRUE(t8.untouched());
     EXPECT_TRUE(t16.untouched());
     EXPECT_TRUE(t10.untouched());
+    EXPECT_TRUE(kt::memory_log().released.empty()) << "released a block it never had";
 }
 
-// Counts the library's allocations and releases through the real services.
-int g_allocs = 0, g_frees = 0;
-void *KORVIMG_CALL counting_alloc(uint32_t size) {
-    ++g_allocs;
-    return memory_alloc(size);
-}
-void *KORVIMG_CALL counting_free(void *block) {
-    ++g_frees;
-    return memory_free(block);
-}
-
+// The working array is asked for once and released once, through the services.
 TEST(BestTables, WorkingArrayIsReleased) {
-    const korvimg::MemoryServices counting = {counting_alloc, counting_free};
     const V h(4096, 7);
     V t(4096);
     std::vector<uint8_t> out(4096);
-    g_allocs = g_frees = 0;
-    EXPECT_EQ((korvimg::best_table<uint8_t, 4096, 256, 1>(h.data(), out.data(), counting)), 1u);
-    EXPECT_EQ(g_allocs, 1);
-    EXPECT_EQ(g_frees, 1);
+    kt::memory_log() = {};
+    EXPECT_EQ((korvimg::best_table<uint8_t, 4096, 256, 1>(h.data(), out.data(), kt::kGivingMemory)), 1u);
+    EXPECT_EQ(kt::memory_log().asked.size(), 1u);
+    EXPECT_EQ(kt::memory_log().released.size(), 1u);
 }
 
 // ---- against the plain quadratic merge ------------------------------------------------------
