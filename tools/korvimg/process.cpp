@@ -30,18 +30,24 @@ void median_filter(RawFrame &frame, int mosaic) {
     }
     if (frame.width < 1 || frame.height < 1) return;
     const size_t w = static_cast<size_t>(frame.width), h = static_cast<size_t>(frame.height);
-    const size_t padded = w + (w & 1), left = padded / 2;
-    std::vector<uint16_t> ahead(padded * h, 0), mirror(w * h);
-    for (size_t y = 0; y < h; ++y) {
-        const uint16_t *row = frame.s16.data() + y * w;
-        std::copy(row, row + w, ahead.data() + y * padded);
-        std::reverse_copy(row, row + w, mirror.data() + y * w);
-    }
-    median_filter16(ahead.data(), static_cast<int32_t>(padded), frame.height, flag);
+    const size_t left = (w + 1) / 2;  // samples taken from the pass over the rows
+    // Kept from frame to frame, one set per worker.
+    thread_local std::vector<uint16_t> mirror, ahead;
+    mirror.resize(w * h);
+    for (size_t y = 0; y < h; ++y)
+        std::reverse_copy(frame.s16.data() + y * w, frame.s16.data() + (y + 1) * w, mirror.data() + y * w);
     median_filter16(mirror.data(), frame.width, frame.height, flag);
+    if (w % 2 == 0) {
+        median_filter16(frame.s16.data(), frame.width, frame.height, flag);  // the left half, in place
+    } else {
+        const size_t padded = w + 1;
+        ahead.assign(padded * h, 0);
+        for (size_t y = 0; y < h; ++y) std::copy_n(frame.s16.data() + y * w, w, ahead.data() + y * padded);
+        median_filter16(ahead.data(), static_cast<int32_t>(padded), frame.height, flag);
+        for (size_t y = 0; y < h; ++y) std::copy_n(ahead.data() + y * padded, left, frame.s16.data() + y * w);
+    }
     for (size_t y = 0; y < h; ++y) {
         uint16_t *row = frame.s16.data() + y * w;
-        std::copy(ahead.data() + y * padded, ahead.data() + y * padded + left, row);
         for (size_t x = left; x < w; ++x) row[x] = mirror[y * w + (w - 1 - x)];
     }
 }
