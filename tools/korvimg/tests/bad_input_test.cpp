@@ -142,6 +142,85 @@ TEST(BadInput, UnsupportedFitsImages) {
     expect_refused(d, path, "unsupported FITS BITPIX -32");
 }
 
+// A FITS image of `naxis` axes of 8-bit samples, all 1.
+void write_fits_axes(const std::string &path, std::vector<long> naxes) {
+    fitsfile *f = nullptr;
+    int status = 0;
+    fits_create_diskfile(&f, path.c_str(), &status);
+    fits_create_img(f, BYTE_IMG, static_cast<int>(naxes.size()), naxes.data(), &status);
+    long count = 1;
+    for (long n : naxes) count *= n;
+    std::vector<unsigned char> v(static_cast<size_t>(count), 1);
+    if (count > 0) fits_write_img(f, TBYTE, 1, count, v.data(), &status);
+    fits_close_file(f, &status);
+    ASSERT_EQ(status, 0) << path;
+}
+
+TEST(BadInput, FitsImagesOfTheWrongShape) {
+    kvtest::TempDir d;
+    write_fits_axes(d.path("line.fits"), {16});
+    expect_refused(d, d.path("line.fits"), d.path("line.fits") + ": FITS image has 1 axes (2, or 3 for a stack, expected)");
+    write_fits_axes(d.path("cube.fits"), {2, 2, 2, 2});
+    expect_refused(d, d.path("cube.fits"), d.path("cube.fits") + ": FITS image has 4 axes");
+    write_fits_axes(d.path("wide.fits"), {70000, 1});
+    expect_refused(d, d.path("wide.fits"), d.path("wide.fits") + ": implausible FITS image size 70000 x 1");
+    write_fits_axes(d.path("empty.fits"), {4, 4, 0});
+    expect_refused(d, d.path("empty.fits"), d.path("empty.fits") + ": FITS NAXIS3 gives 0 frames");
+}
+
+// --bits may change the depth within 16-bit words, never between bytes and words; each
+// reader says what the file holds instead.
+TEST(BadInput, BitsThatDoNotFitTheFile) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2), {Samples(4, 1)}));
+    expect_refused(d, d.path("a.ser"), d.path("a.ser") + ": --bits 12 does not fit the file's 8-bit samples",
+                   {"--bits", "12"});
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2, 10), {Samples(4, 1)}));
+    expect_refused(d, d.path("b.ser"), d.path("b.ser") + ": --bits 8 does not fit the file's 10-bit samples",
+                   {"--bits", "8"});
+    kvtest::write_fits(d.path("c.fits"), 16, 2, 2, {Samples(4, 1)});
+    expect_refused(d, d.path("c.fits"), d.path("c.fits") + ": --bits 8 does not fit BITPIX 16", {"--bits", "8"});
+    kvtest::write_fits(d.path("d.fits"), 8, 2, 2, {Samples(4, 1)});
+    expect_refused(d, d.path("d.fits"), d.path("d.fits") + ": --bits 16 does not fit BITPIX 8", {"--bits", "16"});
+    kvtest::write_file(d.path("e.pgm"), kvtest::pgm_bytes(2, 2, 1023, Samples(4, 1)));
+    expect_refused(d, d.path("e.pgm"), d.path("e.pgm") + ": --bits 8 does not fit the PGM maximum value 1023",
+                   {"--bits", "8"});
+    kvtest::write_file(d.path("f.pgm"), kvtest::pgm_bytes(2, 2, 255, Samples(4, 1)));
+    expect_refused(d, d.path("f.pgm"), d.path("f.pgm") + ": --bits 10 does not fit the PGM maximum value 255",
+                   {"--bits", "10"});
+    kvtest::write_grey_png(d.path("g.png"), 2, 2, 8, 8, Samples(4, 1));
+    expect_refused(d, d.path("g.png"), d.path("g.png") + ": --bits 12 does not fit an 8-bit PNG", {"--bits", "12"});
+    // Within 16-bit words any of the three depths goes.
+    for (const char *bits : {"10", "12", "16"}) {
+        const auto r = kvtest::run_program(
+            {"demosaic", d.path("b.ser"), "-o", d.path("out.png"), "--bits", bits, "-m", "nearest", "-q"});
+        EXPECT_EQ(r.status, 0) << bits << ": " << r.err;
+    }
+}
+
+TEST(BadInput, FormatAndDepthOptions) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("in.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2), {Samples(4, 1)}));
+    for (const char *bits : {"9", "11", "15"})
+        expect_refused(d, d.path("in.ser"), "korvimg: --bits: expected 8, 10, 12 or 16", {"--bits", bits}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --bits: expected a whole number from 8 to 16, got '7'", {"--bits", "7"},
+                   2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --format: expected auto, ser, fits, pgm, png or raw",
+                   {"--format", "tiff"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: a headerless raw file needs --width, --height and --bits",
+                   {"--format", "raw", "--width", "2", "--height", "2"}, 2);
+    expect_refused(d, d.path("in.ser"), d.path("in.ser") + ": not a binary PGM file (no P5 magic)", {"--format", "pgm"});
+    expect_refused(d, d.path("in.ser"), "korvimg: --endian: expected file|little|big, got 'middle'",
+                   {"--endian", "middle"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --out-depth: expected 8|16, got '12'", {"--out-depth", "12"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --hsl and --matrix need --out-depth 8 (the library corrects 8-bit images only)",
+                   {"-m", "simple", "-d", "16", "--hsl", "0,1,1,0"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --hsl: expected a number, got 'x'", {"-m", "simple", "--hsl", "0,x,1,0"},
+                   2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --hsl: expected a number, got 'inf'",
+                   {"-m", "simple", "--hsl", "0,inf,1,0"}, 2);
+}
+
 TEST(BadInput, UnwritableOutputPath) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, Samples(16, 1)));

@@ -565,23 +565,39 @@ TEST(Program, DepthReductionBestAndShift) {
     kvtest::TempDir d;
     std::mt19937 rng(9);
     const int32_t w = 16, h = 12;
-    Samples f = kvtest::random_frame(w, h, 4095, rng);
-    for (auto &v : f) v = static_cast<uint16_t>(v / 8 + 1000);  // a narrow, uneven range
-    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, 4095, f));
-    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("best.png"), "-m", "simple", "--out-depth", "8",
-           "--reduce", "best");
-    std::vector<uint32_t> hist(4096);
-    histogram12(f.data(), w * h, hist.data());
-    std::vector<uint8_t> table(4096), reduced(f.size());
-    ASSERT_EQ(best_lookup_table12to8(hist.data(), table.data()), 1u);
-    convert_frame12to8LUT(f.data(), w * h, table.data(), reduced.data());
-    EXPECT_TRUE(same(kvtest::read_picture(d.path("best.png")),
-                     expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
+    for (const int bits : {10, 12}) {
+        SCOPED_TRACE(bits);
+        const bool ten = bits == 10;
+        const uint32_t top = (1u << bits) - 1;
+        Samples f = kvtest::random_frame(w, h, top, rng);
+        for (auto &v : f) v = static_cast<uint16_t>(v / 8 + top / 4);  // a narrow, uneven range
+        kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(w, h, static_cast<int>(top), f));
+        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("best.png"), "-m", "simple", "--out-depth", "8",
+               "--reduce", "best");
+        std::vector<uint32_t> hist(top + 1);
+        std::vector<uint8_t> table(top + 1), reduced(f.size());
+        if (ten) {
+            histogram10(f.data(), w * h, hist.data());
+            ASSERT_EQ(best_lookup_table10to8(hist.data(), table.data()), 1u);
+        } else {
+            histogram12(f.data(), w * h, hist.data());
+            ASSERT_EQ(best_lookup_table12to8(hist.data(), table.data()), 1u);
+        }
+        convert_frame12to8LUT(f.data(), w * h, table.data(), reduced.data());
+        EXPECT_TRUE(same(kvtest::read_picture(d.path("best.png")),
+                         expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
+        // The best table spreads the narrow range over more of the 8-bit scale than the
+        // shift does.
+        const auto [lo, hi] = std::minmax_element(reduced.begin(), reduced.end());
+        EXPECT_GT(*hi - *lo, int(top / 8) >> (bits - 8));
 
-    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("shift.png"), "-m", "simple", "--out-depth", "8");
-    convert_frame12to8(f.data(), w * h, reduced.data());
-    EXPECT_TRUE(same(kvtest::read_picture(d.path("shift.png")),
-                     expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
+        RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("shift.png"), "-m", "simple", "--out-depth", "8");
+        if (ten) convert_frame10to8(f.data(), w * h, reduced.data());
+        else convert_frame12to8(f.data(), w * h, reduced.data());
+        for (size_t i = 0; i < f.size(); ++i) ASSERT_EQ(reduced[i], f[i] >> (bits - 8)) << i;
+        EXPECT_TRUE(same(kvtest::read_picture(d.path("shift.png")),
+                         expected(KORVIMG_SIMPLE, 0, samples_of(reduced), w, h, 8, 8)));
+    }
 }
 
 TEST(Program, BrightnessContrastGammaTables) {
@@ -829,6 +845,49 @@ TEST(Program, InfoSummariesAreExact) {
     EXPECT_NE(r.out.find("odd size: the last column and row are not counted"), std::string::npos) << r.out;
     // Reds of the 6 x 4 part: 100, 102, 104, 120, 122, 124.
     EXPECT_NE(r.out.find("red    min   100  median   104  mean    112.00  max   124"), std::string::npos) << r.out;
+}
+
+// --pattern overrides the file's pattern in the summary; a colour frame one sample wide
+// has no whole 2x2 cell to count; bytes after the last frame too few for time stamps
+// are reported.
+TEST(Program, InfoPatternOptionAndFramesWithoutCells) {
+    kvtest::TempDir d;
+    Samples f{1000, 40000, 1000, 40000, 40000, 65535, 40000, 7};  // 4 x 2
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 2, 16), {f}));
+    auto r = kvtest::run_program({"info", d.path("a.ser"), "--pattern", "bggr"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("pattern:    bggr (--pattern)"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("red    min     7  median     7  mean  32771.00  max 65535"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("blue   min  1000  median  1000  mean   1000.00  max  1000"), std::string::npos) << r.out;
+    r = kvtest::run_program({"info", d.path("a.ser"), "--pattern", "rgbg"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "korvimg: --pattern: expected rggb|grbg|gbrg|bggr, got 'rgbg'\n");
+    EXPECT_TRUE(r.out.empty()) << r.out;
+
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 1, 3), {Samples{5, 6, 7}}));
+    r = kvtest::run_program({"info", d.path("b.ser")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("odd size: the last column and row are not counted"), std::string::npos) << r.out;
+    for (const char *channel : {"red", "green", "blue"})
+        EXPECT_NE(r.out.find("  " + std::string(channel) + std::string(7 - std::string(channel).size(), ' ') +
+                             "no samples\n"),
+                  std::string::npos)
+            << channel << " in " << r.out;
+    // As a monochrome frame all three samples count.
+    kvtest::write_file(d.path("c.ser"), kvtest::ser_bytes(kvtest::ser_spec(0, 1, 3), {Samples{5, 6, 7}}));
+    r = kvtest::run_program({"info", d.path("c.ser")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.find("no samples"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("min     5  median     6  mean      6.00  max     7"), std::string::npos) << r.out;
+
+    auto bytes = kvtest::ser_bytes(kvtest::ser_spec(8, 2, 2), {Samples(4, 9), Samples(4, 9)});
+    bytes.insert(bytes.end(), {1, 2, 3});
+    kvtest::write_file(d.path("d.ser"), bytes);
+    r = kvtest::run_program({"info", d.path("d.ser")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("note:       3 bytes after the last frame (no complete time stamps)\n"), std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("frames:     2\n"), std::string::npos) << r.out;
 }
 
 // A sequence of 300 pictures started in d from in.raw, out-0000.png ...; returns its
