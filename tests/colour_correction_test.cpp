@@ -570,7 +570,7 @@ TEST(ColourCorrection, SixteenBitEntryPointDoesNothing) {
     EXPECT_EQ(color_correction48(nullptr, px, 2, 2), 0u);
     EXPECT_EQ(color_correction64(nullptr, nullptr, -1, 7), 0u);
     EXPECT_TRUE(img.untouched());
-    EXPECT_EQ(reinterpret_cast<void *>(&color_correction48), reinterpret_cast<void *>(&color_correction64));
+    EXPECT_EQ(kt::address_of(&color_correction48), kt::address_of(&color_correction64));
 }
 
 // After 256 setter calls without an application in between, the generation is back

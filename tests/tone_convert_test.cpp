@@ -158,9 +158,9 @@ TEST(Convert, IdentityBcgTableCopiesTheFrame) {
 }
 
 TEST(Convert, AliasesShareOneEntryPoint) {
-    EXPECT_EQ(reinterpret_cast<kt::AnyFunction>(convert_frame12to8LUT), reinterpret_cast<kt::AnyFunction>(convert_frame10to8LUT));
-    EXPECT_EQ(reinterpret_cast<kt::AnyFunction>(convert_frame12to10LUT), reinterpret_cast<kt::AnyFunction>(convert_frame10to10LUT));
-    EXPECT_EQ(reinterpret_cast<kt::AnyFunction>(convert_frame12to12LUT), reinterpret_cast<kt::AnyFunction>(convert_frame10to10LUT));
+    EXPECT_EQ(kt::address_of(&convert_frame12to8LUT), kt::address_of(&convert_frame10to8LUT));
+    EXPECT_EQ(kt::address_of(&convert_frame12to10LUT), kt::address_of(&convert_frame10to10LUT));
+    EXPECT_EQ(kt::address_of(&convert_frame12to12LUT), kt::address_of(&convert_frame10to10LUT));
 }
 
 }  // namespace

@@ -103,10 +103,10 @@ std::vector<uint32_t> by_colour(int pattern, int32_t width, int32_t height, uint
 }
 
 TEST(WhiteBalance, TwelveBitNamesAreTheTenBitFunctions) {
-    EXPECT_EQ(reinterpret_cast<void *>(&white_balance12bggr), reinterpret_cast<void *>(&white_balance10bggr));
-    EXPECT_EQ(reinterpret_cast<void *>(&white_balance12gbrg), reinterpret_cast<void *>(&white_balance10gbrg));
-    EXPECT_EQ(reinterpret_cast<void *>(&white_balance12grbg), reinterpret_cast<void *>(&white_balance10grbg));
-    EXPECT_EQ(reinterpret_cast<void *>(&white_balance12rggb), reinterpret_cast<void *>(&white_balance10rggb));
+    EXPECT_EQ(kt::address_of(&white_balance12bggr), kt::address_of(&white_balance10bggr));
+    EXPECT_EQ(kt::address_of(&white_balance12gbrg), kt::address_of(&white_balance10gbrg));
+    EXPECT_EQ(kt::address_of(&white_balance12grbg), kt::address_of(&white_balance10grbg));
+    EXPECT_EQ(kt::address_of(&white_balance12rggb), kt::address_of(&white_balance10rggb));
 }
 
 TEST(WhiteBalance, GreyRawFrameGivesGainsOfOne) {

@@ -14,6 +14,14 @@ namespace kt {
 
 // ---- the export table ---------------------------------------------------------------
 using AnyFunction = void (*)();
+// The address a function pointer holds, read back at run time. Names bound to one
+// function give the same value here; comparing the pointers themselves may be decided
+// by the compiler, which takes two declared functions for two functions.
+template <class F>
+uintptr_t address_of(F *f) {
+    volatile uintptr_t a = reinterpret_cast<uintptr_t>(f);
+    return a;
+}
 struct Export {
     const char *name;
     int bytes;            // argument bytes of the stdcall decorated name
