@@ -23,7 +23,6 @@ struct Avx2 {
     static V or_(V a, V b) { return _mm256_or_si256(a, b); }
     static V xor_(V a, V b) { return _mm256_xor_si256(a, b); }
     static V andnot(V a, V b) { return _mm256_andnot_si256(a, b); }  // ~a & b
-    static V set64(long long x) { return _mm256_set1_epi64x(x); }
 
     template <int K> static V sll16(V v) { return _mm256_slli_epi16(v, K); }
     template <int K> static V srl16(V v) { return _mm256_srli_epi16(v, K); }
@@ -75,7 +74,6 @@ struct Avx2 {
     static V unpackhi16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
     static V unpacklo32(V a, V b) { return _mm256_unpacklo_epi32(a, b); }
     static V unpackhi32(V a, V b) { return _mm256_unpackhi_epi32(a, b); }
-    static V unpackhi64(V a, V b) { return _mm256_unpackhi_epi64(a, b); }
 
     // Packs work within lanes too, giving a.lo, b.lo, a.hi, b.hi; pack_order puts the
     // 64-bit quarters back in element order.

@@ -26,7 +26,6 @@ struct Sse2 {
     static V or_(V a, V b) { return _mm_or_si128(a, b); }
     static V xor_(V a, V b) { return _mm_xor_si128(a, b); }
     static V andnot(V a, V b) { return _mm_andnot_si128(a, b); }  // ~a & b
-    static V set64(long long x) { return _mm_set1_epi64x(x); }
 
     template <int K> static V sll16(V v) { return _mm_slli_epi16(v, K); }
     template <int K> static V srl16(V v) { return _mm_srli_epi16(v, K); }
@@ -73,7 +72,6 @@ struct Sse2 {
     static V unpackhi16(V a, V b) { return _mm_unpackhi_epi16(a, b); }
     static V unpacklo32(V a, V b) { return _mm_unpacklo_epi32(a, b); }
     static V unpackhi32(V a, V b) { return _mm_unpackhi_epi32(a, b); }
-    static V unpackhi64(V a, V b) { return _mm_unpackhi_epi64(a, b); }
 
     // Narrowing packs; the 128-bit forms keep a's elements before b's.
     static V packus16(V a, V b) { return _mm_packus_epi16(a, b); }
