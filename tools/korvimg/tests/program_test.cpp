@@ -440,6 +440,48 @@ TEST(Program, RawSequenceIsNumberedAndMatchesEachFrame) {
 // The PNG level changes how hard the file is compressed, never what it holds: every
 // level gives the same samples, single pictures and sequences alike; level 0 stores the
 // rows as they are, so its file holds at least every sample's bytes.
+// On a terminal a run of several frames shows its progress on one line, redrawn in
+// place and ended once; -q, a single frame, or standard error that is not a terminal
+// show none.
+TEST(Program, ProgressOnATerminal) {
+    kvtest::TempDir d;
+    std::mt19937 rng(71);
+    const std::vector<Samples> frames = kvtest::random_frames(3, 8, 6, 255, rng);
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes(frames, 1, false));
+    const std::vector<std::string> args{"demosaic", d.path("in.raw"), "--width", "8", "--height", "6", "--bits", "8",
+                                        "-p", "rggb", "-m", "simple", "-o", d.path("seq.png")};
+    for (const char *workers : {"1", "2"}) {
+        SCOPED_TRACE(workers);
+        auto with = args;
+        with.insert(with.end(), {"-j", workers});
+        const auto r = kvtest::run_program_on_terminal(with);
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.err.rfind("\rframes ", 0), 0u) << r.err;
+        const size_t last = r.err.rfind("\rframes 3/3  ");
+        ASSERT_NE(last, std::string::npos) << r.err;
+        const std::string tail = r.err.substr(last);
+        EXPECT_NE(tail.find(" frames/s  ETA 0:00   \r\n"), std::string::npos) << r.err;
+        EXPECT_EQ(tail.size(), tail.find("\r\n") + 2) << r.err;
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(same(kvtest::read_picture(d.path("seq-000" + std::to_string(i) + ".png")),
+                             expected(KORVIMG_SIMPLE, KORVIMG_RGGB, frames[static_cast<size_t>(i)], 8, 6, 8, 8)));
+    }
+    auto quiet = args;
+    quiet.push_back("-q");
+    auto r = kvtest::run_program_on_terminal(quiet);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    auto one = args;
+    one.insert(one.end(), {"--frames", "1"});
+    r = kvtest::run_program_on_terminal(one);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    r = kvtest::run_program(args);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+}
+
 TEST(Program, PngLevelChangesTheFileSizeOnly) {
     kvtest::TempDir d;
     std::mt19937 rng(31);

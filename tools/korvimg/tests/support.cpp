@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -75,12 +76,13 @@ namespace {
 
 // Starts the program with stdin from /dev/null and stdout and stderr into the files
 // named; the process id, or -1.
-int spawn(const std::vector<std::string> &args, const std::string &out, const std::string &err) {
+int spawn(const std::vector<std::string> &args, const std::string &out, const std::string &err,
+          int err_flags = O_WRONLY | O_CREAT | O_TRUNC) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), err_flags, 0600);
     std::vector<std::string> all{KVCLI_PROGRAM};
     all.insert(all.end(), args.begin(), args.end());
     std::vector<char *> argv;
@@ -104,6 +106,37 @@ Run run_program(const std::vector<std::string> &args, const std::string &stdout_
     r.status = status >= 0 ? status : -1;
     if (stdout_file.empty()) r.out = slurp(out);
     r.err = slurp(err);
+    return r;
+}
+
+Run run_program_on_terminal(const std::vector<std::string> &args) {
+    Run r;
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master < 0) return r;
+    const char *slave = grantpt(master) == 0 && unlockpt(master) == 0 ? ptsname(master) : nullptr;
+    if (slave == nullptr) {
+        close(master);
+        return r;
+    }
+    TempDir io;
+    const int pid = spawn(args, io.path("stdout"), slave, O_RDWR | O_NOCTTY);
+    if (pid < 0) {
+        close(master);
+        return r;
+    }
+    // Only the program holds the terminal's other end: reading ends (EIO) once it has
+    // exited.
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = read(master, buffer, sizeof buffer);
+        if (n > 0) r.err.append(buffer, static_cast<size_t>(n));
+        else if (n < 0 && errno == EINTR) continue;
+        else break;
+    }
+    close(master);
+    const int status = wait_program(pid);
+    r.status = status >= 0 ? status : -1;
+    r.out = slurp(io.path("stdout"));
     return r;
 }
 

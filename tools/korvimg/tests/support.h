@@ -17,6 +17,10 @@ struct Run {
 // Runs the korvimg program with the arguments; stdin is /dev/null. Standard output
 // goes to the file named (its contents are not kept in the result), when one is.
 Run run_program(const std::vector<std::string> &args, const std::string &stdout_file = "");
+// Runs the program with standard error on a terminal (a pseudo-terminal this process
+// reads), stdin from /dev/null and stdout into a scratch file: the exit status and
+// what the terminal showed, in `err` (line ends as the terminal sends them, "\r\n").
+Run run_program_on_terminal(const std::vector<std::string> &args);
 // Starts the program without waiting for it (all three streams on /dev/null); the
 // process id, or -1.
 int start_program(const std::vector<std::string> &args);
