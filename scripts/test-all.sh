@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # Builds and tests korvimg on every target: linux (with valgrind memcheck), sanitize
-# (ASan + UBSan), tsan (the concurrency test under ThreadSanitizer), fuzz (a short run
-# of every libFuzzer harness), linux32, win32 (export-table check of the stdcall DLL)
-# and win64 (the suite under wine64).
-# Usage: scripts/test-all.sh [preset ...]   (default: all seven)
+# (ASan + UBSan), clang (the library, program and tests built with clang), tsan (the
+# concurrency test under ThreadSanitizer), fuzz (a short run of every libFuzzer
+# harness), linux32, win32 (export-table check of the stdcall DLL) and win64 (the suite
+# under wine64).
+# Usage: scripts/test-all.sh [preset ...]   (default: all eight)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(linux sanitize tsan fuzz linux32 win32 win64)
+[ ${#presets[@]} -gt 0 ] || presets=(linux sanitize clang tsan fuzz linux32 win32 win64)
 
 export WINEDEBUG=-all
 export WINEPREFIX="${WINEPREFIX:-$HOME/.wine-korvimg}"
