@@ -131,6 +131,21 @@ mode_t replacing_mode(const std::string &path) {
     return creation_mode();
 }
 
+// Gives the file made to replace `path` (open as `fd`, or else named `made`) the owner
+// and group of the file there, as far as the system lets this process: root gives
+// both; anyone else can give only a group of their own, and otherwise the new file is
+// theirs, as any new file would be. Done before the permissions are set, since a
+// change of owner clears the set-user-ID and set-group-ID bits.
+void keep_owner(const std::string &path, int fd, const std::string &made) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
+    if (st.st_uid == geteuid() && st.st_gid == getegid()) return;
+    const auto give = [&](uid_t uid, gid_t gid) {
+        return (fd >= 0 ? fchown(fd, uid, gid) : chown(made.c_str(), uid, gid)) == 0;
+    };
+    if (!give(st.st_uid, st.st_gid)) give(static_cast<uid_t>(-1), st.st_gid);
+}
+
 // The file a path names once symbolic links are followed: the path itself unless it
 // is a link; for a link, what it points to, followed again while that is a link, even
 // when the last one points to nothing yet (written, it comes into being, as a shell's
@@ -191,6 +206,7 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_targ
         const std::string what = target_ == path ? "" : " " + target_ + " (where the link points)";
         throw file_error(path, "cannot create" + what + ": " + std::strerror(e));
     }
+    keep_owner(target_, fd, "");
     fchmod(fd, mode);
     stream_ = fdopen(fd, "wb");
     if (stream_ == nullptr) {
@@ -316,7 +332,9 @@ void StagedFiles::commit() {
     // the last of them, and the staging directory is gone by then.
     const SignalsHeld held;
     for (size_t i = 0; i < targets_.size(); ++i) {
-        chmod(staged_[i].c_str(), replacing_mode(targets_[i]));  // a file replaced keeps its permissions
+        // A file replaced keeps its owner (where it may) and its permissions.
+        keep_owner(targets_[i], -1, staged_[i]);
+        chmod(staged_[i].c_str(), replacing_mode(targets_[i]));
         if (std::rename(staged_[i].c_str(), targets_[i].c_str()) != 0)
             throw file_error(targets_[i], std::string("cannot write: ") + std::strerror(errno));
     }

@@ -655,6 +655,45 @@ TEST(StagedFiles, ReplacedFilesKeepPermissionsAndLinks) {
     EXPECT_EQ(d.entries(), before);
 }
 
+// A picture written over another user's file keeps its owner and group, and then its
+// permissions, set-user-ID bits included, where the system lets the program give them
+// (as root).
+TEST(StagedFiles, ReplacedFilesKeepTheirOwner) {
+    if (geteuid() != 0) GTEST_SKIP() << "giving a file to another user needs root";
+    kvtest::TempDir d;
+    const kvcli::FilePixels px = one_grey_pixel(7);
+    const uid_t uid = 12345;
+    const gid_t gid = 23456;
+    const auto owned = [&](const std::string &name) {
+        kvtest::write_file(d.path(name), {'o', 'l', 'd'});
+        ASSERT_EQ(chown(d.path(name).c_str(), uid, gid), 0);
+        ASSERT_EQ(chmod(d.path(name).c_str(), 06754), 0);
+    };
+    const auto expect_owned = [&](const std::string &name) {
+        struct stat st {};
+        ASSERT_EQ(stat(d.path(name).c_str(), &st), 0) << name;
+        EXPECT_EQ(st.st_uid, uid) << name;
+        EXPECT_EQ(st.st_gid, gid) << name;
+        EXPECT_EQ(st.st_mode & 07777, 06754u) << name;
+        EXPECT_EQ(kvtest::read_picture(d.path(name)).samples, (std::vector<uint32_t>{7})) << name;
+    };
+    owned("a.pgm");
+    kvcli::write_picture(d.path("a.pgm"), px);
+    expect_owned("a.pgm");
+
+    owned("s-1.pgm");
+    kvcli::StagedFiles staged({d.path("s-1.pgm"), d.path("s-2.pgm")});
+    kvcli::write_picture(staged.staged(0), px);
+    kvcli::write_picture(staged.staged(1), px);
+    staged.commit();
+    expect_owned("s-1.pgm");
+    // A new file is the program's own.
+    struct stat st {};
+    ASSERT_EQ(stat(d.path("s-2.pgm").c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, geteuid());
+    EXPECT_EQ(st.st_gid, getegid());
+}
+
 TEST(Detection, ByMagicAndRefusals) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("e.bin"), {});
