@@ -281,7 +281,9 @@ KORVIMG_API uint32_t KORVIMG_CALL color_correction_done(ColorCorrectionContext *
    Values are stored unchecked. A shifted hue is wrapped into 0..360 as adding or
    subtracting 360 turn by turn in double precision would (beyond 2^55 degrees those
    steps round, and the result follows them); one above 2^62 degrees in magnitude (or
-   infinite), where such a step no longer changes it, is taken as 0. */
+   infinite), where such a step no longer changes it, is taken as 0, and so is one
+   that is not a number. Any other parameter that is not a number makes each result
+   byte it reaches 0. */
 KORVIMG_API uint32_t KORVIMG_CALL color_correction_set(ColorCorrectionContext *context,
     double red_gain, double red_offset, double green_gain, double green_offset,
     double blue_gain, double blue_offset, double hue_shift, double saturation_gain,

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -507,17 +508,39 @@ TEST(ColourCorrection, HugeHueShiftsWrapAsTheLoopWould) {
 }
 
 // A hue for which the loop would never end (infinite, or above 2^62, where adding 360
-// no longer changes it) is taken as 0: pure red then comes out as with no shift.
+// no longer changes it) is taken as 0, and so is one that is not a number: reds
+// (hue 0) then come out as with no shift, and a grey stays grey.
 TEST(ColourCorrection, HueShiftsTheLoopNeverFinishesEndAsHueZero) {
     Context ctx;
-    const Bytes red = {0, 0, 255, 0, 0, 200};
+    const Bytes colours = {0, 0, 255, 0, 0, 200, 128, 128, 128, 30, 30, 60};
     ASSERT_EQ(color_correction_sethsl(ctx.c, 0.0, 0.5, 1, 0), 1u);
-    const Bytes reference = correct(ctx.c, red, 3);
+    const Bytes reference = correct(ctx.c, colours, 3);
+    EXPECT_EQ(Bytes(reference.begin() + 6, reference.begin() + 9), (Bytes{128, 128, 128}));
     const double above = std::nextafter(std::ldexp(1.0, 62), HUGE_VAL);
-    for (double shift : {HUGE_VAL, -HUGE_VAL, 1e300, -1e300, above, -above}) {
+    for (double shift : {HUGE_VAL, -HUGE_VAL, 1e300, -1e300, above, -above, std::nan(""), -std::nan("")}) {
         ASSERT_EQ(color_correction_sethsl(ctx.c, shift, 0.5, 1, 0), 1u);
-        EXPECT_EQ(correct(ctx.c, red, 3), reference) << shift;
+        EXPECT_EQ(correct(ctx.c, colours, 3), reference) << shift;
     }
+}
+
+// Other parameters are stored as given, a NaN too; every result byte a NaN reaches is
+// 0, and the others are as without it.
+TEST(ColourCorrection, NotANumberInOtherParametersGivesZeroBytes) {
+    Context ctx;
+    const double nan = std::nan("");
+    const Bytes colours = {10, 20, 30, 128, 128, 128, 255, 0, 0};
+    ASSERT_EQ(color_correction_sethsl(ctx.c, 0.0, nan, 1, 0), 1u);
+    double hue = 1, saturation = 1, gain = 0, offset = 1;
+    ASSERT_EQ(color_correction_gethsl(ctx.c, &hue, &saturation, &gain, &offset), 1u);
+    EXPECT_TRUE(std::isnan(saturation));
+    EXPECT_EQ(correct(ctx.c, colours, 3), Bytes(9, 0));
+    ASSERT_EQ(color_correction_sethsl(ctx.c, 0.0, 1, 1, nan), 1u);
+    EXPECT_EQ(correct(ctx.c, colours, 3), Bytes(9, 0));
+    // A matrix entry reaches one output channel: here red's offset.
+    std::array<double, 12> m = {1, 0, 0, 0, 1, 0, 0, 0, 1, nan, 0, 0};
+    ASSERT_EQ(color_correction_setmatrix(ctx.c, m.data()), 1u);
+    ASSERT_EQ(color_correction_usematrix(ctx.c, 1), 0u);  // this one reports 0
+    EXPECT_EQ(correct(ctx.c, colours, 3), (Bytes{10, 20, 0, 128, 128, 0, 255, 0, 0}));
 }
 
 // A fresh context leaves 32-bit images unchanged too, fourth bytes included.

@@ -52,9 +52,11 @@ namespace {
 // subtract_turns follows them down to 2^55 (adding 360 to a negative value rounds as
 // subtracting it from its magnitude does). Above 2^62, and for infinities, the loop
 // would never finish (adding 360 no longer changes the value); such a hue is taken
-// as 0. A NaN hue stays NaN.
+// as 0. So is a NaN, which the loop would leave as it is and which no range of the
+// conversion back to red, green and blue takes: a grey then stays grey.
 double wrap_hue(double hue) {
     constexpr double kExact = 36028797018963968.0;  // 2^55
+    if (hue != hue) return 0.0;
     if (hue > kExact || hue < -kExact) {
         const double magnitude = subtract_turns(std::fabs(hue), kExact);
         if (magnitude != magnitude) return 0.0;  // the loop would never end
