@@ -123,27 +123,24 @@ void remove_temporaries_on_signals() {
 
 namespace {
 
-// The permissions for a file that replaces `path`: those of the file there, or those
-// of a new file.
-mode_t replacing_mode(const std::string &path) {
+// Gives the file `made`, which is to replace `path`, what the regular file there has:
+// its owner and group, as far as the system lets this process (root gives both;
+// anyone else only a group they belong to, the new file staying theirs), then its
+// permissions, set after the owner since a change of owner clears the set-ID bits.
+// Where no regular file is there, the permissions of any new file.
+void take_over(const std::string &path, const std::string &made) {
     struct stat st {};
-    if (stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) return st.st_mode & 07777;
-    return creation_mode();
-}
-
-// Gives the file made to replace `path` (open as `fd`, or else named `made`) the owner
-// and group of the file there, as far as the system lets this process: root gives
-// both; anyone else can give only a group of their own, and otherwise the new file is
-// theirs, as any new file would be. Done before the permissions are set, since a
-// change of owner clears the set-user-ID and set-group-ID bits.
-void keep_owner(const std::string &path, int fd, const std::string &made) {
-    struct stat st {};
-    if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
-    if (st.st_uid == geteuid() && st.st_gid == getegid()) return;
-    const auto give = [&](uid_t uid, gid_t gid) {
-        return (fd >= 0 ? fchown(fd, uid, gid) : chown(made.c_str(), uid, gid)) == 0;
-    };
-    if (!give(st.st_uid, st.st_gid)) give(static_cast<uid_t>(-1), st.st_gid);
+    if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        chmod(made.c_str(), creation_mode());
+        return;
+    }
+    if (st.st_uid != geteuid() || st.st_gid != getegid()) {
+        if (chown(made.c_str(), st.st_uid, st.st_gid) != 0 &&
+            chown(made.c_str(), static_cast<uid_t>(-1), st.st_gid) != 0) {
+            // Not the owner's to give, nor the group: the file is this process's own.
+        }
+    }
+    chmod(made.c_str(), st.st_mode & 07777);
 }
 
 // The file a path names once symbolic links are followed: the path itself unless it
@@ -193,7 +190,6 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_targ
     // name a directory takes.
     constexpr size_t kLongestName = 255;
     temp_ = dir + (base.size() + 8 > kLongestName ? std::string(".korvimg-XXXXXX") : "." + base + ".XXXXXX");
-    const mode_t mode = replacing_mode(target_);
     // The signal handler learns the name before the file exists (mkstemp fills it in
     // in place), so that no signal finds the file there and unknown to it.
     slot_ = register_temporary(temp_.c_str());
@@ -206,8 +202,7 @@ AtomicFile::AtomicFile(const std::string &path) : path_(path), target_(link_targ
         const std::string what = target_ == path ? "" : " " + target_ + " (where the link points)";
         throw file_error(path, "cannot create" + what + ": " + std::strerror(e));
     }
-    keep_owner(target_, fd, "");
-    fchmod(fd, mode);
+    take_over(target_, temp_);  // the owner and permissions of the file it replaces
     stream_ = fdopen(fd, "wb");
     if (stream_ == nullptr) {
         const int e = errno;
@@ -332,9 +327,7 @@ void StagedFiles::commit() {
     // the last of them, and the staging directory is gone by then.
     const SignalsHeld held;
     for (size_t i = 0; i < targets_.size(); ++i) {
-        // A file replaced keeps its owner (where it may) and its permissions.
-        keep_owner(targets_[i], -1, staged_[i]);
-        chmod(staged_[i].c_str(), replacing_mode(targets_[i]));
+        take_over(targets_[i], staged_[i]);  // a file replaced keeps its owner and permissions
         if (std::rename(staged_[i].c_str(), targets_[i].c_str()) != 0)
             throw file_error(targets_[i], std::string("cannot write: ") + std::strerror(errno));
     }
