@@ -50,8 +50,9 @@ TEST(Exports, TableNamesAreUniqueAndAliasesNameFunctions) {
     }
 }
 
-// 199 functions under 219 plain names; with each name's decorated form, 438 names.
-// Every method, depth and pattern has its demosaic name.
+// 199 functions under 219 plain names (the 32-bit DLL adds each one's decorated
+// form, checked in its export table). Every method, depth and pattern has its
+// demosaic name.
 TEST(Exports, TheTableHasEveryNameOnce) {
     std::set<std::string> names;
     size_t functions = 0;
@@ -61,7 +62,6 @@ TEST(Exports, TheTableHasEveryNameOnce) {
     }
     EXPECT_EQ(names.size(), 219u);
     EXPECT_EQ(functions, 199u);
-    EXPECT_EQ(2 * names.size(), 438u);
     size_t demosaic = 0;
     for (const char *method : {"mono", "bayer", "nearest", "simple", "bilinear", "adaptive", "laplacian", "preview"})
         for (const char *depth : {"24", "32", "48", "64"})
