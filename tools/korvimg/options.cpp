@@ -123,6 +123,7 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
             value = args[++i];
         }
         out.values_[spec->name] = value;
+        out.written_[spec->name] = a[1] == '-' ? std::string("--") + spec->name : std::string("-") + spec->short_name;
     }
     return out;
 }

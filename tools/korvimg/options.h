@@ -24,10 +24,17 @@ class Arguments {
         return it == values_.end() ? fallback : it->second;
     }
     const std::vector<std::string> &positional() const { return positional_; }
+    // The option as the user wrote it, for messages about its value: "-d" for -d 7 or
+    // -qd7, "--out-depth" for --out-depth 7 (and for an option not given).
+    std::string written(const std::string &name) const {
+        auto it = written_.find(name);
+        return it == written_.end() ? "--" + name : it->second;
+    }
 
   private:
     friend Arguments parse_arguments(const std::vector<std::string> &, const std::vector<OptionSpec> &);
     std::map<std::string, std::string> values_;  // flags map to ""
+    std::map<std::string, std::string> written_;
     std::vector<std::string> positional_;
 };
 

@@ -213,6 +213,17 @@ TEST(BadInput, FormatAndDepthOptions) {
     expect_refused(d, d.path("in.ser"), "korvimg: --endian: expected file|little|big, got 'middle'",
                    {"--endian", "middle"}, 2);
     expect_refused(d, d.path("in.ser"), "korvimg: --out-depth: expected 8|16, got '12'", {"--out-depth", "12"}, 2);
+    // A value given to a short option is named by the letter the user wrote.
+    expect_refused(d, d.path("in.ser"), "korvimg: -d: expected 8|16, got '12'", {"-d", "12"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: -d: expected 8|16, got '7'", {"-qd7"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: -m: expected mono|bayer|nearest|simple|bilinear|adaptive|laplacian|"
+                   "preview, got 'cubic'", {"-m", "cubic"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --method: expected mono|bayer|nearest|simple|bilinear|adaptive|"
+                   "laplacian|preview, got 'cubic'", {"--method=cubic"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: -p: expected rggb|grbg|gbrg|bggr|auto, got 'rgbg'", {"-p", "rgbg"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: -j: expected a whole number from 1 to 256, got '0'", {"-qj0"}, 2);
+    expect_refused(d, d.path("in.ser"), "korvimg: --threads: expected a whole number from 1 to 256, got '0'",
+                   {"--threads", "0"}, 2);
     expect_refused(d, d.path("in.ser"), "korvimg: --hsl and --matrix need --out-depth 8 (the library corrects 8-bit images only)",
                    {"-m", "simple", "-d", "16", "--hsl", "0,1,1,0"}, 2);
     expect_refused(d, d.path("in.ser"), "korvimg: --hsl: expected a number, got 'x'", {"-m", "simple", "--hsl", "0,x,1,0"},
@@ -338,7 +349,7 @@ TEST(BadInput, MissingInputAndContradictingOptions) {
     expect_refused(d, d.path("in.pgm"), d.path("afile/out.png") + ": " + d.path("afile") + " is not a directory",
                    {"-m", "simple"}, 1, "afile/out.png");
     expect_refused(d, d.path("in.pgm"), "--reduce applies", {"-m", "nearest", "--reduce", "best"}, 2);
-    expect_refused(d, d.path("in.pgm"), "--method: expected", {"-m", "fancy"}, 2);
+    expect_refused(d, d.path("in.pgm"), "-m: expected", {"-m", "fancy"}, 2);
     expect_refused(d, d.path("in.pgm"), "--bcg: expected 3", {"--bcg", "1,2"}, 2);
     expect_refused(d, d.path("in.pgm"), "--png-level", {"-m", "simple", "--png-level", "10"}, 2);
     expect_refused(d, d.path("in.pgm"), "--png-level applies to .png output", {"-m", "simple", "--png-level", "1"}, 2,

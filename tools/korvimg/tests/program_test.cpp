@@ -905,6 +905,9 @@ TEST(Program, InfoPatternOptionAndFramesWithoutCells) {
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(r.err, "korvimg: --pattern: expected rggb|grbg|gbrg|bggr, got 'rgbg'\n");
     EXPECT_TRUE(r.out.empty()) << r.out;
+    r = kvtest::run_program({"info", d.path("a.ser"), "-p", "rgbg"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "korvimg: -p: expected rggb|grbg|gbrg|bggr, got 'rgbg'\n");
 
     kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 1, 3), {Samples{5, 6, 7}}));
     r = kvtest::run_program({"info", d.path("b.ser")});
