@@ -357,4 +357,48 @@ TEST(BadInput, MissingInputAndContradictingOptions) {
     expect_refused(d, d.path("in.pgm"), "exclude each other", {"-m", "simple", "--hsl", "0,1,1,0", "--matrix", "1,0,0,0,1,0,0,0,1,0,0,0"}, 2);
 }
 
+// A height of 0 is as implausible as a width of 0, for demosaic and info alike.
+TEST(BadInput, ZeroHeight) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 0), {Samples()}));
+    expect_refused(d, d.path("a.ser"), d.path("a.ser") + ": implausible SER frame size 4 x 0");
+    kvtest::write_file(d.path("b.pgm"), kvtest::pgm_bytes(3, 0, 255, {}));
+    expect_refused(d, d.path("b.pgm"), d.path("b.pgm") + ": implausible PGM size 3 x 0");
+    const auto r = kvtest::run_program({"info", d.path("b.pgm")});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "korvimg: " + d.path("b.pgm") + ": implausible PGM size 3 x 0\n");
+    EXPECT_EQ(r.out, "");
+}
+
+// A PGM header number too long to be any size is refused as such, while merely a size
+// beyond the program's limits is called implausible.
+TEST(BadInput, PgmHeaderNumbers) {
+    kvtest::TempDir d;
+    const std::string big = "P5\n2000000 1\n255\n";
+    std::vector<uint8_t> bytes(big.begin(), big.end());
+    bytes.resize(bytes.size() + 16, 0);
+    kvtest::write_file(d.path("a.pgm"), bytes);
+    expect_refused(d, d.path("a.pgm"), d.path("a.pgm") + ": implausible PGM size 2000000 x 1");
+    const std::string huge = "P5\n4 2\n99999999999999\n";
+    kvtest::write_file(d.path("b.pgm"), std::vector<uint8_t>(huge.begin(), huge.end()));
+    expect_refused(d, d.path("b.pgm"), d.path("b.pgm") + ": bad PGM header: maximum value too large");
+    const std::string maxval = "P5\n4 2\n2000000\n";
+    kvtest::write_file(d.path("c.pgm"), std::vector<uint8_t>(maxval.begin(), maxval.end()));
+    expect_refused(d, d.path("c.pgm"), d.path("c.pgm") + ": bad PGM maximum value 2000000");
+    // The shortest file with a PGM's magic and its whitespace is a PGM without its header.
+    kvtest::write_file(d.path("d.pgm"), {'P', '5', '\n'});
+    expect_refused(d, d.path("d.pgm"), d.path("d.pgm") + ": bad PGM header: no width");
+    // A header that ends with the file, without the byte after the maximum value.
+    kvtest::write_file(d.path("e.pgm"), {'P', '5', '\n', '4', ' ', '2', '\n', '2', '5', '5'});
+    expect_refused(d, d.path("e.pgm"), d.path("e.pgm") + ": truncated PGM header");
+    // A maximum value runs from 1 to 65535.
+    kvtest::write_file(d.path("f.pgm"), kvtest::pgm_bytes(2, 2, 0, Samples(4, 0)));
+    expect_refused(d, d.path("f.pgm"), d.path("f.pgm") + ": bad PGM maximum value 0");
+    const std::string over = "P5\n2 2\n65536\n";
+    std::vector<uint8_t> bytes_over(over.begin(), over.end());
+    bytes_over.resize(bytes_over.size() + 8, 0);
+    kvtest::write_file(d.path("g.pgm"), bytes_over);
+    expect_refused(d, d.path("g.pgm"), d.path("g.pgm") + ": bad PGM maximum value 65536");
+}
+
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cstring>
 #include <map>
 #include <sstream>
 
@@ -115,6 +116,64 @@ TEST(Demo, AFailedRunRemovesTheDirectoriesItMade) {
     // A run that succeeds keeps them.
     ASSERT_EQ(kvtest::run_program({"demo", "-o", dir.path("a/b/c"), "-q"}).status, 0);
     EXPECT_EQ(kvtest::list_directory(dir.path("a/b")), std::vector<std::string>{"c"});
+}
+
+// Whether the RGB picture `tile` (w x h) appears whole somewhere in the RGB `sheet`.
+bool holds_tile(const kvcli::FilePixels &sheet, const std::vector<uint8_t> &tile, int32_t w, int32_t h) {
+    const size_t row = static_cast<size_t>(w) * 3;
+    for (int32_t top = 0; top + h <= sheet.height; ++top)
+        for (int32_t left = 0; left + w <= sheet.width; ++left) {
+            auto at = [&](int32_t y) {
+                return &sheet.p8[(static_cast<size_t>(top + y) * static_cast<size_t>(sheet.width) +
+                                  static_cast<size_t>(left)) * 3];
+            };
+            int32_t y = 0;
+            while (y < h && std::memcmp(at(y), &tile[static_cast<size_t>(y) * row], row) == 0) ++y;
+            if (y == h) return true;
+        }
+    return false;
+}
+
+// The contact sheet shows each method's picture whole: the mono one as grey in all
+// three channels, the half-size preview enlarged 2 x to the chart's size.
+TEST(Demo, ContactSheetShowsThePicturesWritten) {
+    kvtest::TempDir dir;
+    ASSERT_EQ(kvtest::run_program({"demo", "-o", dir.dir(), "-q"}).status, 0);
+    const auto sheet = kvcli::read_png(dir.path("contact-sheet.png"));
+    ASSERT_EQ(sheet.channels, 3);
+    ASSERT_EQ(sheet.bits, 8);
+    const int32_t w = kvcli::kChartWidth, h = kvcli::kChartHeight;
+    const auto mono = kvcli::read_png(dir.path("mono.png"));
+    ASSERT_EQ(mono.channels, 1);
+    ASSERT_EQ(mono.width, w);
+    ASSERT_EQ(mono.height, h);
+    std::vector<uint8_t> tile;
+    for (uint8_t v : mono.p8) tile.insert(tile.end(), {v, v, v});
+    EXPECT_TRUE(holds_tile(sheet, tile, w, h)) << "mono";
+    const auto preview = kvcli::read_png(dir.path("preview.png"));
+    ASSERT_EQ(preview.channels, 3);
+    ASSERT_EQ(preview.width, w / 2);
+    ASSERT_EQ(preview.height, h / 2);
+    tile.clear();
+    for (int32_t y = 0; y < h; ++y)
+        for (int32_t x = 0; x < w; ++x) {
+            const size_t at = (static_cast<size_t>(y / 2) * static_cast<size_t>(w / 2) + static_cast<size_t>(x / 2)) * 3;
+            tile.insert(tile.end(), {preview.p8[at], preview.p8[at + 1], preview.p8[at + 2]});
+        }
+    EXPECT_TRUE(holds_tile(sheet, tile, w, h)) << "preview";
+    const auto laplacian = kvcli::read_png(dir.path("laplacian.png"));
+    ASSERT_EQ(laplacian.channels, 3);
+    EXPECT_TRUE(holds_tile(sheet, laplacian.p8, w, h)) << "laplacian";
+}
+
+// A directory that cannot be made is named, with the reason, and nothing is left.
+TEST(Demo, ADirectoryThatCannotBeMadeIsNamed) {
+    kvtest::TempDir dir;
+    const std::string name = dir.path("a/" + std::string(300, 'b'));  // longer than any file name
+    const auto r = kvtest::run_program({"demo", "-o", name, "-q"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "korvimg: " + name + ": cannot create directory: File name too long\n");
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{});
 }
 
 }  // namespace

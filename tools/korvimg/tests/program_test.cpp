@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <poll.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <tiffio.h>
 
@@ -1061,6 +1062,17 @@ TEST(Program, HelpVersionAndUsageErrors) {
         r = kvtest::run_program({cmd, "--no-such-option", "-h", "-o"});
         EXPECT_EQ(r.status, 0) << cmd << ": " << r.err;
         EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
+        r = kvtest::run_program({cmd, "--no-such-option", "-hq"});  // -h first in a group
+        EXPECT_EQ(r.status, 0) << cmd << ": " << r.err;
+        EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
+        if (std::string(cmd) == "demosaic") {  // -h as the value of -o is a file name, not a call for help
+            for (const std::vector<std::string> &args : {std::vector<std::string>{cmd, "-o", "-h"},
+                                                         std::vector<std::string>{cmd, "-qo", "-h"}}) {
+                r = kvtest::run_program(args);
+                EXPECT_NE(r.status, 0) << cmd;
+                EXPECT_EQ(r.out, "") << cmd;
+            }
+        }
         r = kvtest::run_program({cmd, "-o", "-h", "-qh"});  // -h as -o's value is a file name
         EXPECT_EQ(r.status, 0) << cmd << ": " << r.err;
         EXPECT_EQ(r.out.rfind(std::string("usage: korvimg ") + cmd, 0), 0u) << r.out;
@@ -1101,6 +1113,276 @@ TEST(Program, HelpVersionAndUsageErrors) {
     EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "-j"}).err, "korvimg: -j needs a value (N)\n");
     EXPECT_EQ(kvtest::run_program({"demosaic", "x.ser", "-o", "y.png", "--threads"}).err,
               "korvimg: --threads needs a value (N)\n");
+}
+
+// preview makes one pixel of each 2 x 2 cell: a 12 x 8 frame gives a 6 x 4 picture.
+TEST(Program, PreviewIsHalfTheFrameEachWay) {
+    kvtest::TempDir d;
+    std::mt19937 rng(61);
+    const int32_t w = 12, h = 8;
+    const Samples f = random_pgm(d, "in.pgm", w, h, 255, rng);
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("p.ppm"), "-m", "preview", "-p", "grbg");
+    const Picture got = kvtest::read_picture(d.path("p.ppm"));
+    EXPECT_EQ(got.width, 6);
+    EXPECT_EQ(got.height, 4);
+    ASSERT_EQ(got.samples.size(), 6u * 4u * 3u);
+    std::vector<uint8_t> src(f.begin(), f.end()), lib(6 * 4 * 3);
+    debayer24(src.data(), w, h, KORVIMG_GRBG, KORVIMG_PREVIEW, lib.data());
+    for (size_t i = 0; i < 6 * 4; ++i)  // the library's B, G, R; the file's R, G, B
+        for (size_t c = 0; c < 3; ++c) EXPECT_EQ(got.samples[i * 3 + c], lib[i * 3 + 2 - c]) << i << " " << c;
+}
+
+// Frame numbers take four digits, and more when the last picture's number needs them,
+// so that the names of a sequence sort in frame order.
+TEST(Program, SequenceNumbersWidenPastFrame9999) {
+    kvtest::TempDir d;
+    std::vector<uint8_t> bytes;
+    for (uint32_t i = 0; i < 10001; ++i)  // 2 x 2 frames, each of its own number's low byte
+        bytes.insert(bytes.end(), 4, static_cast<uint8_t>(i));
+    kvtest::write_file(d.path("in.raw"), bytes);
+    const std::vector<std::string> raw{"demosaic", d.path("in.raw"), "--width", "2", "--height", "2", "--bits", "8",
+                                       "-m", "mono", "-q", "-o"};
+    auto with = raw;
+    with.insert(with.end(), {d.path("a.pgm"), "--frames", "9998:10000"});  // last: 9999, four digits
+    auto r = kvtest::run_program(with);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"a-9998.pgm", "a-9999.pgm", "in.raw"}));
+    with = raw;
+    with.insert(with.end(), {d.path("b.pgm"), "--frames", "9999:"});  // last: 10000, five digits
+    r = kvtest::run_program(with);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"a-9998.pgm", "a-9999.pgm", "b-09999.pgm", "b-10000.pgm", "in.raw"}));
+    const Picture last = kvtest::read_picture(d.path("b-10000.pgm"));
+    EXPECT_EQ(last.samples, (std::vector<uint32_t>(4, 10000 % 256)));
+}
+
+// Each command's help lists its options with --help last.
+TEST(Program, HelpListsHelpLast) {
+    for (const char *cmd : {"demosaic", "info", "demo"}) {
+        const auto r = kvtest::run_program({cmd, "--help"});
+        ASSERT_EQ(r.status, 0) << cmd;
+        const size_t last_line = r.out.rfind('\n', r.out.size() - 2);
+        ASSERT_NE(last_line, std::string::npos) << r.out;
+        EXPECT_EQ(r.out.compare(last_line + 1, 14, "  -h, --help  "), 0) << cmd << ":\n" << r.out;
+    }
+}
+
+// The program's own help comes by any of its three spellings, on standard output.
+TEST(Program, EverySpellingOfHelpShowsTheCommands) {
+    for (const char *help : {"--help", "-h", "help"}) {
+        const auto r = kvtest::run_program({help});
+        EXPECT_EQ(r.status, 0) << help << ": " << r.err;
+        EXPECT_EQ(r.out.rfind("usage: korvimg COMMAND", 0), 0u) << help << ": " << r.out;
+        EXPECT_EQ(r.err, "") << help;
+    }
+}
+
+// The output format follows the extension in capitals as in small letters.
+TEST(Program, ExtensionsInCapitals) {
+    kvtest::TempDir d;
+    std::mt19937 rng(62);
+    const Samples f = random_pgm(d, "in.pgm", 6, 4, 255, rng);
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("a.PNG"), "-m", "simple");
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("b.Tif"), "-m", "simple");
+    RUN_OK("demosaic", d.path("in.pgm"), "-o", d.path("c.PPM"), "-m", "simple");
+    const auto png = kvtest::read_file(d.path("a.PNG"));
+    ASSERT_GE(png.size(), 8u);
+    EXPECT_EQ(std::vector<uint8_t>(png.begin(), png.begin() + 8),
+              (std::vector<uint8_t>{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'}));
+    const auto tif = kvtest::read_file(d.path("b.Tif"));
+    ASSERT_GE(tif.size(), 4u);
+    const std::vector<uint8_t> head(tif.begin(), tif.begin() + 4);
+    EXPECT_TRUE(head == (std::vector<uint8_t>{'I', 'I', 42, 0}) || head == (std::vector<uint8_t>{'M', 'M', 0, 42}));
+    const auto ppm = kvtest::read_file(d.path("c.PPM"));
+    ASSERT_GE(ppm.size(), 2u);
+    EXPECT_EQ(std::string(ppm.begin(), ppm.begin() + 2), "P6");
+}
+
+// info gives the share of each channel's samples at the largest value of the depth.
+TEST(Program, InfoCountsTheShareAtFullScale) {
+    kvtest::TempDir d;
+    // rggb 4 x 2: reds 65534 and 65535, greens 65535 three times of four, blues 0 and 65534.
+    Samples f{65534, 65535, 65535, 65535, 65535, 0, 1, 65534};
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 2, 16), {f}));
+    const auto r = kvtest::run_program({"info", d.path("a.ser")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("red    min 65534  median 65534  mean  65534.50  max 65535  at full scale 50.000%"),
+              std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("green  min     1  median 65535  mean  49151.50  max 65535  at full scale 75.000%"),
+              std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("blue   min     0  median     0  mean  32767.00  max 65534  at full scale  0.000%"),
+              std::string::npos) << r.out;
+    // Read as grbg: reds at (1, 0) and (3, 0), blues at (0, 1) and (2, 1).
+    const auto g = kvtest::run_program({"info", d.path("a.ser"), "-p", "grbg"});
+    ASSERT_EQ(g.status, 0) << g.err;
+    EXPECT_NE(g.out.find("red    min 65535  median 65535  mean  65535.00  max 65535  at full scale 100.000%"),
+              std::string::npos) << g.out;
+    EXPECT_NE(g.out.find("green  min     0  median 65534  mean  49150.75  max 65535  at full scale 25.000%"),
+              std::string::npos) << g.out;
+    EXPECT_NE(g.out.find("blue   min     1  median     1  mean  32768.00  max 65535  at full scale 50.000%"),
+              std::string::npos) << g.out;
+}
+
+// A new picture gets the permissions of any new file: 0666 less the umask.
+TEST(Program, NewPicturesFollowTheUmask) {
+    kvtest::TempDir d;
+    std::mt19937 rng(63);
+    random_pgm(d, "in.pgm", 4, 4, 255, rng);
+    const mode_t old = umask(002);
+    const auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-m", "simple"});
+    const auto s = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("b.png"), "-m", "simple", "--frames", "0:1"});
+    umask(old);
+    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(s.status, 0) << s.err;
+    struct stat st {};
+    ASSERT_EQ(stat(d.path("a.png").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0664u);
+    ASSERT_EQ(stat(d.path("b.png").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0664u);
+}
+
+// The demo makes every missing directory of a relative -o path, the first one
+// included, however short its name.
+TEST(Program, DemoMakesEveryMissingDirectoryOfARelativePath) {
+    kvtest::TempDir d;
+    char here[4096];
+    ASSERT_NE(getcwd(here, sizeof here), nullptr);
+    ASSERT_EQ(chdir(d.dir().c_str()), 0);
+    const auto r = kvtest::run_program({"demo", "-q", "-o", "a/b"});
+    const auto s = kvtest::run_program({"demo", "-q", "-o", "x/"});
+    ASSERT_EQ(chdir(here), 0);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(s.status, 0) << s.err;
+    EXPECT_TRUE(kvtest::exists(d.path("a/b/contact-sheet.png")));
+    EXPECT_TRUE(kvtest::exists(d.path("x/contact-sheet.png")));
+}
+
+// A lone "-" is a file name like any other, not an option.
+TEST(Program, ALoneDashIsAFileName) {
+    kvtest::TempDir d;
+    std::mt19937 rng(64);
+    const Samples f = random_pgm(d, "-", 6, 4, 255, rng);
+    char here[4096];
+    ASSERT_NE(getcwd(here, sizeof here), nullptr);
+    ASSERT_EQ(chdir(d.dir().c_str()), 0);
+    const auto r = kvtest::run_program({"demosaic", "-", "-o", "out.png", "-m", "simple", "-p", "gbrg"});
+    const auto i = kvtest::run_program({"info", "-"});
+    ASSERT_EQ(chdir(here), 0);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_SIMPLE, KORVIMG_GBRG, f, 6, 4, 8, 8)));
+    EXPECT_EQ(i.status, 0) << i.err;
+    EXPECT_EQ(i.out.rfind("file:       -\n", 0), 0u) << i.out;
+}
+
+// A single picture is written under a temporary name: a run ended by a signal while it
+// writes leaves no temporary file behind, and the old picture as it was.
+TEST(Program, InterruptedSinglePictureLeavesNoTemporary) {
+    kvtest::TempDir d;
+    std::mt19937 rng(65);
+    const int32_t w = 1024, h = 1024;
+    kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes({kvtest::random_frame(w, h, 255, rng)}, 1, false));
+    kvtest::write_file(d.path("out.png"), {'o', 'l', 'd'});
+    int pid = 0;
+    {
+        const kvtest::Disposition fatal(SIGTERM, SIG_DFL);
+        pid = kvtest::start_program({"demosaic", d.path("in.raw"), "--width", "1024", "--height", "1024", "--bits", "8",
+                                     "-m", "simple", "--out-depth", "16", "--png-level", "9", "-o", d.path("out.png")});
+    }
+    ASSERT_GT(pid, 0);
+    bool seen = false;
+    for (int tries = 0; tries < 20000 && !seen; ++tries) {
+        for (const auto &e : d.entries()) seen = seen || e.rfind(".out.png.", 0) == 0;
+        if (!seen) std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    if (seen) kill(pid, SIGTERM);
+    const int status = kvtest::wait_program(pid);
+    ASSERT_TRUE(seen) << "no temporary file seen; status " << status;
+    EXPECT_EQ(status, -SIGTERM);
+    EXPECT_EQ(d.entries(), (std::vector<std::string>{"in.raw", "out.png"}));
+    EXPECT_EQ(kvtest::read_file(d.path("out.png")), (std::vector<uint8_t>{'o', 'l', 'd'}));
+}
+
+// Without green signal no gain can be measured, whatever the red and blue photosites
+// hold: both stay 1, and the picture is the frame's own.
+TEST(Program, NoGreenSignalLeavesBothGains) {
+    kvtest::TempDir d;
+    Samples f(16, 0);  // rggb 4 x 4: only the blue photosites lit
+    for (size_t y = 1; y < 4; y += 2)
+        for (size_t x = 1; x < 4; x += 2) f[y * 4 + x] = 100;
+    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, f));
+    const auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-p", "rggb", "-m",
+                                        "nearest", "--wb", "auto"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "korvimg: " + d.path("in.pgm") + ": --wb auto: no green signal in the frame, both gains left at 1\n");
+    EXPECT_EQ(r.out, "white balance gains: red 1.0000, blue 1.0000\n");
+    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, KORVIMG_RGGB, f, 4, 4, 8, 8)));
+    // Only green lit: neither red nor blue can be measured.
+    Samples g(16, 0);
+    for (size_t y = 0; y < 4; ++y)
+        for (size_t x = (y + 1) % 2; x < 4; x += 2) g[y * 4 + x] = 100;
+    kvtest::write_file(d.path("g.pgm"), kvtest::pgm_bytes(4, 4, 255, g));
+    const auto q = kvtest::run_program({"demosaic", d.path("g.pgm"), "-o", d.path("g.png"), "-p", "rggb", "-m",
+                                        "nearest", "--wb", "auto"});
+    ASSERT_EQ(q.status, 0) << q.err;
+    EXPECT_EQ(q.err, "korvimg: " + d.path("g.pgm") + ": --wb auto: no red or blue signal in the frame, both gains left at 1\n");
+    EXPECT_EQ(q.out, "white balance gains: red 1.0000, blue 1.0000\n");
+}
+
+// info names just the odd side of a colour frame it leaves out.
+TEST(Program, InfoNamesTheOddSide) {
+    kvtest::TempDir d;
+    const std::vector<std::pair<std::pair<int32_t, int32_t>, std::string>> cases = {
+        {{7, 4}, "the last column is not counted"}, {{6, 5}, "the last row is not counted"},
+        {{7, 5}, "the last column and row are not counted"}};
+    for (const auto &[size, text] : cases) {
+        const auto [w, h] = size;
+        kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, w, h), {Samples(static_cast<size_t>(w * h), 9)}));
+        const auto r = kvtest::run_program({"info", d.path("a.ser")});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_NE(r.out.find("note:       odd size: " + text + "\n"), std::string::npos) << r.out;
+    }
+}
+
+// An interrupted demo leaves nothing: neither its pictures nor the directories it made
+// for them.
+TEST(Program, InterruptedDemoRemovesTheDirectoriesItMade) {
+    kvtest::TempDir d;
+    int pid = 0;
+    {
+        const kvtest::Disposition fatal(SIGTERM, SIG_DFL);
+        pid = kvtest::start_program({"demo", "-q", "-o", d.path("new/sub")});
+    }
+    ASSERT_GT(pid, 0);
+    bool seen = false;
+    for (int tries = 0; tries < 40000 && !seen; ++tries) {
+        for (const auto &e : kvtest::list_directory(d.path("new/sub"))) seen = seen || e.rfind(".korvimg-", 0) == 0;
+        if (!seen) std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+    if (seen) kill(pid, SIGTERM);
+    const int status = kvtest::wait_program(pid);
+    ASSERT_TRUE(seen) << "no staging directory seen; status " << status;
+    EXPECT_EQ(status, -SIGTERM);
+    EXPECT_EQ(d.entries(), std::vector<std::string>{});
+}
+
+// A 16-bit PNG of deeper samples says with its sBIT chunk how many bits count, alpha
+// channel or not.
+TEST(Program, SignificantBitsAreSaidWithAlphaToo) {
+    kvtest::TempDir d;
+    std::mt19937 rng(67);
+    random_pgm(d, "in.pgm", 4, 4, 1023, rng);
+    for (const char *method : {"simple", "mono"}) {
+        for (bool alpha : {false, true}) {
+            std::vector<std::string> args{"demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-p", "rggb", "-m", method};
+            if (alpha) args.push_back("--alpha");
+            const auto r = kvtest::run_program(args);
+            ASSERT_EQ(r.status, 0) << r.err;
+            const auto px = kvcli::read_png(d.path("a.png"));
+            EXPECT_EQ(px.bits, 16) << method << alpha;
+            EXPECT_EQ(px.channels, (std::string(method) == "mono" ? 1 : 3) + (alpha ? 1 : 0)) << method << alpha;
+            EXPECT_EQ(px.significant, 10) << method << alpha;
+        }
+    }
 }
 
 }  // namespace

@@ -136,6 +136,17 @@ TEST(SerReader, RefusesBadHeaders) {
     EXPECT_NE(error_of(d.path("short.ser")).find("truncated SER header (100 of 178 bytes)"), std::string::npos);
 }
 
+// A SER pixel depth runs from 1 to 16: 0 is as bad as 17, and 1 is read.
+TEST(SerReader, PixelDepthFrom1To16) {
+    kvtest::TempDir d;
+    kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 4, 0), {Samples(16, 0)}));
+    EXPECT_NE(error_of(d.path("a.ser")).find("bad SER pixel depth 0"), std::string::npos) << error_of(d.path("a.ser"));
+    kvtest::write_file(d.path("b.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 4, 1), {Samples(16, 1)}));
+    auto s = kvcli::open_source(d.path("b.ser"), {});
+    EXPECT_EQ(s->info().bits, 8);
+    EXPECT_EQ(frame_samples(*s, 0), Samples(16, 255));  // 1-bit full scale widened to 8 bits
+}
+
 // A capture cut short: the whole frames are there to be read, and the reader says what
 // is missing; a file without one whole frame is refused.
 TEST(SerReader, CutShortGivesItsWholeFrames) {
@@ -222,6 +233,27 @@ int set_fits_key(const std::string &path, const char *key, int type, void *value
     fits_update_key(f, type, key, value, "", &status);
     fits_close_file(f, &status);
     return status;
+}
+
+// Time stamps of one instant (a clock coarser than the frame rate) are still in order:
+// after a header left at 0 frames, four 16-byte frames and four such stamps are four
+// frames, not six.
+TEST(SerReader, RepeatedTimeStampsAreTimeStamps) {
+    kvtest::TempDir d;
+    std::mt19937 rng(66);
+    kvtest::SerSpec small = kvtest::ser_spec(8, 4, 4);
+    small.frame_count = 0;
+    const std::vector<Samples> frames = kvtest::random_frames(4, 4, 4, 255, rng);
+    auto bytes = kvtest::ser_bytes(small, frames);
+    for (int k = 0; k < 4; ++k)
+        for (int b = 0; b < 8; ++b) bytes.push_back(static_cast<uint8_t>(638000000000000000ULL >> (8 * b)));
+    kvtest::write_file(d.path("a.ser"), bytes);
+    auto s = kvcli::open_source(d.path("a.ser"), {});
+    EXPECT_EQ(s->info().frames, 4u);
+    EXPECT_EQ(s->info().truncated,
+              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 274 "
+              "bytes of frames and their time stamps, 4 whole frames");
+    EXPECT_EQ(frame_samples(*s, 3), frames[3]);
 }
 
 // Data that stop where the samples do, without the padding to a whole 2880-byte
@@ -387,6 +419,18 @@ TEST(PgmReader, MaximumValueIsWhite) {
     EXPECT_EQ(frame_samples(*kvcli::open_source(d.path("b.pgm"), o), 0), (Samples{16383, 8192, 1}));
     kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(2, 2, 100, {1, 2, 200, 4}));
     EXPECT_EQ(error_of(d.path("c.pgm")), "sample 200 at (0, 1) is above the maximum value 100");
+}
+
+// A comment may follow the magic number at once.
+TEST(PgmReader, CommentRightAfterTheMagic) {
+    kvtest::TempDir d;
+    const std::string head = "P5#made by hand\n3 1\n255\n";
+    std::vector<uint8_t> bytes(head.begin(), head.end());
+    bytes.insert(bytes.end(), {7, 8, 9});
+    kvtest::write_file(d.path("a.pgm"), bytes);
+    auto s = kvcli::open_source(d.path("a.pgm"), {});
+    EXPECT_EQ(s->info().format, "PGM");
+    EXPECT_EQ(frame_samples(*s, 0), (Samples{7, 8, 9}));
 }
 
 TEST(PgmReader, EightAndSixteenBitsWithComments) {
