@@ -55,6 +55,21 @@ TEST(FastPaths, EveryX86BuildHasAtLeastSse2) {
     std::printf("fast paths tested here: %s\n", korvimg::isa_name(korvimg::best_isa()));
 }
 
+// A CPU (and operating system) that runs AVX2 gets the AVX2 kernels, both in the
+// exports and in the comparisons above: a CPU check that never says yes would leave
+// them unused and untested without any result changing.
+TEST(FastPaths, Avx2IsChosenWhereTheCpuRunsIt) {
+#if KORVIMG_X86 && defined(__GNUC__)
+    __builtin_cpu_init();
+    if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "this CPU has no AVX2";
+    EXPECT_EQ(korvimg::best_isa(), Isa::avx2);
+    EXPECT_EQ(korvimg::usable_isa(Isa::avx2), Isa::avx2);
+    EXPECT_EQ(fast_isas(), (std::vector<Isa>{Isa::sse2, Isa::avx2}));
+#else
+    GTEST_SKIP() << "no run-time CPU check in this build";
+#endif
+}
+
 // Compares every member of the method with the plain routine on random and
 // structured frames (full-range samples).
 void compare_with_plain(int method) {
