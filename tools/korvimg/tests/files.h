@@ -45,8 +45,12 @@ struct Picture {
     int32_t width = 0, height = 0;
     int channels = 0, bits = 0;
     std::vector<uint32_t> samples;
+    int significant = 0;  // a PNG's sBIT (the bits of its depth when it has none); 0 for others
 };
-Picture read_picture(const std::string &path);  // PNG, TIFF, PPM, PGM or PAM
+// PNG, TIFF, PPM, PGM or PAM. PNG files are decoded here, with zlib alone, not by the
+// program's own PNG code, which also reads the tests' input files: a fault its writer
+// and reader shared would otherwise cancel out.
+Picture read_picture(const std::string &path);
 
 // The picture the program should write for a library result (B, G, R[, X] layout):
 // file order R, G, B (grey: one channel), then alpha (opaque) for channels = 4, 16-bit values widened from

@@ -503,7 +503,7 @@ TEST(Program, PngLevelChangesTheFileSizeOnly) {
         RUN_OK("demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12", "--endian", "little",
                "-o", one, "-m", "bilinear", "--frames", "0:1", "--png-level", level);
         EXPECT_TRUE(same(kvtest::read_picture(one), expected(KORVIMG_BILINEAR, 0, frames[0], w, h, 12, 16))) << level;
-        EXPECT_EQ(kvcli::read_png(one).significant, 12) << "the sBIT chunk says how many bits count";
+        EXPECT_EQ(kvtest::read_picture(one).significant, 12) << "the sBIT chunk says how many bits count";
         sizes.push_back(size_of(one));
         const std::string seq = d.path(std::string("seq") + level + ".png");
         RUN_OK("demosaic", d.path("in.raw"), "--width", "64", "--height", "48", "--bits", "12", "--endian", "little",
@@ -1377,7 +1377,7 @@ TEST(Program, SignificantBitsAreSaidWithAlphaToo) {
             if (alpha) args.push_back("--alpha");
             const auto r = kvtest::run_program(args);
             ASSERT_EQ(r.status, 0) << r.err;
-            const auto px = kvcli::read_png(d.path("a.png"));
+            const auto px = kvtest::read_picture(d.path("a.png"));
             EXPECT_EQ(px.bits, 16) << method << alpha;
             EXPECT_EQ(px.channels, (std::string(method) == "mono" ? 1 : 3) + (alpha ? 1 : 0)) << method << alpha;
             EXPECT_EQ(px.significant, 10) << method << alpha;
