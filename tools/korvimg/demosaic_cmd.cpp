@@ -118,8 +118,9 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
     if (a.has("method")) {
         s.method = method_code(a.get("method"));
         if (s.method < 0)
-            throw usage_error(a.written("method") + ": expected mono|bayer|nearest|simple|bilinear|adaptive|laplacian|preview, "
-                              "got '" + a.get("method") + "'");
+            throw usage_error(a.written("method") +
+                              ": expected mono|bayer|nearest|simple|bilinear|adaptive|laplacian|preview, got '" +
+                              a.get("method") + "'");
     } else if (info.monochrome) {
         s.method = KORVIMG_MONO;
     }
@@ -129,10 +130,12 @@ Settings settings_from(const Arguments &a, const SourceInfo &info) {
         s.pattern_guessed = info.pattern < 0 && s.method != KORVIMG_MONO;
     } else {
         s.pattern = pattern_code(pattern);
-        if (s.pattern < 0) throw usage_error(a.written("pattern") + ": expected rggb|grbg|gbrg|bggr|auto, got '" + pattern + "'");
+        if (s.pattern < 0)
+            throw usage_error(a.written("pattern") + ": expected rggb|grbg|gbrg|bggr|auto, got '" + pattern + "'");
     }
     s.out_bits = info.bits == 8 ? 8 : 16;
-    if (a.has("out-depth")) s.out_bits = parse_choice(a.get("out-depth"), a.written("out-depth"), {"8", "16"}) == 0 ? 8 : 16;
+    if (a.has("out-depth"))
+        s.out_bits = parse_choice(a.get("out-depth"), a.written("out-depth"), {"8", "16"}) == 0 ? 8 : 16;
     s.alpha = a.has("alpha");
     if (a.has("median")) s.median = parse_choice(a.get("median"), "--median", {"adjacent", "mosaic"});
     if (a.has("wb")) {

@@ -160,7 +160,8 @@ int run_info(const std::vector<std::string> &args) {
         std::string origin = info.pattern_origin;
         if (a.has("pattern")) {
             pattern = pattern_code(a.get("pattern"));
-            if (pattern < 0) throw usage_error(a.written("pattern") + ": expected rggb|grbg|gbrg|bggr, got '" + a.get("pattern") + "'");
+            if (pattern < 0)
+                throw usage_error(a.written("pattern") + ": expected rggb|grbg|gbrg|bggr, got '" + a.get("pattern") + "'");
             origin = "--pattern";
         }
         const uint32_t frame_index =

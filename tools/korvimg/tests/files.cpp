@@ -228,7 +228,7 @@ Picture read_png_file(const std::string &path) {
         if (at + 12 > b.size()) throw bad("a chunk runs past the end of the file");
         const uint32_t length = big32(b, at);
         if (length > b.size() - at - 12) throw bad("a chunk runs past the end of the file");
-        const std::string type(b.begin() + static_cast<std::ptrdiff_t>(at + 4), b.begin() + static_cast<std::ptrdiff_t>(at + 8));
+        const std::string type(reinterpret_cast<const char *>(&b[at + 4]), 4);
         const uint8_t *data = &b[at + 8];
         if (crc32(0, &b[at + 4], length + 4) != big32(b, at + 8 + length)) throw bad("bad CRC in " + type);
         if (type == "IHDR") {
