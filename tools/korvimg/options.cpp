@@ -113,9 +113,10 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
             }
         }
         if (spec == nullptr) throw usage_error("unknown option " + a);
-        // Named as written: --threads, -j, or -j in a group of letters.
-        std::string shown = std::string("--") + spec->name;
-        if (a[1] != '-') shown = std::string("-") + spec->short_name + (a.size() > 2 ? " (in " + a + ")" : "");
+        // Named as written: --threads or -j, and for a problem found here also the group
+        // of letters it came in (-j (in -qj)).
+        const std::string written = a[1] == '-' ? std::string("--") + spec->name : std::string("-") + spec->short_name;
+        const std::string shown = written + (a[1] != '-' && a.size() > 2 ? " (in " + a + ")" : "");
         if (spec->value_name == nullptr) {
             if (inline_value) throw usage_error(shown + " takes no value");
         } else if (!inline_value) {
@@ -123,7 +124,7 @@ Arguments parse_arguments(const std::vector<std::string> &args, const std::vecto
             value = args[++i];
         }
         out.values_[spec->name] = value;
-        out.written_[spec->name] = a[1] == '-' ? std::string("--") + spec->name : std::string("-") + spec->short_name;
+        out.written_[spec->name] = written;
     }
     return out;
 }
