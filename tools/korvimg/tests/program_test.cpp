@@ -1204,23 +1204,23 @@ TEST(Program, InfoCountsTheShareAtFullScale) {
     // rggb 4 x 2: reds 65534 and 65535, greens 65535 three times of four, blues 0 and 65534.
     Samples f{65534, 65535, 65535, 65535, 65535, 0, 1, 65534};
     kvtest::write_file(d.path("a.ser"), kvtest::ser_bytes(kvtest::ser_spec(8, 4, 2, 16), {f}));
-    const auto r = kvtest::run_program({"info", d.path("a.ser")});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("red    min 65534  median 65534  mean  65534.50  max 65535  at full scale 50.000%"),
-              std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("green  min     1  median 65535  mean  49151.50  max 65535  at full scale 75.000%"),
-              std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("blue   min     0  median     0  mean  32767.00  max 65534  at full scale  0.000%"),
-              std::string::npos) << r.out;
-    // Read as grbg: reds at (1, 0) and (3, 0), blues at (0, 1) and (2, 1).
-    const auto g = kvtest::run_program({"info", d.path("a.ser"), "-p", "grbg"});
-    ASSERT_EQ(g.status, 0) << g.err;
-    EXPECT_NE(g.out.find("red    min 65535  median 65535  mean  65535.00  max 65535  at full scale 100.000%"),
-              std::string::npos) << g.out;
-    EXPECT_NE(g.out.find("green  min     0  median 65534  mean  49150.75  max 65535  at full scale 25.000%"),
-              std::string::npos) << g.out;
-    EXPECT_NE(g.out.find("blue   min     1  median     1  mean  32768.00  max 65535  at full scale 50.000%"),
-              std::string::npos) << g.out;
+    const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> runs = {
+        {{},
+         {"red    min 65534  median 65534  mean  65534.50  max 65535  at full scale 50.000%",
+          "green  min     1  median 65535  mean  49151.50  max 65535  at full scale 75.000%",
+          "blue   min     0  median     0  mean  32767.00  max 65534  at full scale  0.000%"}},
+        // Read as grbg: reds at (1, 0) and (3, 0), blues at (0, 1) and (2, 1).
+        {{"-p", "grbg"},
+         {"red    min 65535  median 65535  mean  65535.00  max 65535  at full scale 100.000%",
+          "green  min     0  median 65534  mean  49150.75  max 65535  at full scale 25.000%",
+          "blue   min     1  median     1  mean  32768.00  max 65535  at full scale 50.000%"}}};
+    for (const auto &[options, lines] : runs) {
+        std::vector<std::string> args{"info", d.path("a.ser")};
+        args.insert(args.end(), options.begin(), options.end());
+        const auto r = kvtest::run_program(args);
+        ASSERT_EQ(r.status, 0) << r.err;
+        for (const auto &line : lines) EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
+    }
 }
 
 // A new picture gets the permissions of any new file: 0666 less the umask.
