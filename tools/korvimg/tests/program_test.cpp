@@ -1306,26 +1306,26 @@ TEST(Program, InterruptedSinglePictureLeavesNoTemporary) {
 // hold: both stay 1, and the picture is the frame's own.
 TEST(Program, NoGreenSignalLeavesBothGains) {
     kvtest::TempDir d;
-    Samples f(16, 0);  // rggb 4 x 4: only the blue photosites lit
-    for (size_t y = 1; y < 4; y += 2)
-        for (size_t x = 1; x < 4; x += 2) f[y * 4 + x] = 100;
-    kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, f));
-    const auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-p", "rggb", "-m",
-                                        "nearest", "--wb", "auto"});
-    ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.err, "korvimg: " + d.path("in.pgm") + ": --wb auto: no green signal in the frame, both gains left at 1\n");
-    EXPECT_EQ(r.out, "white balance gains: red 1.0000, blue 1.0000\n");
-    EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, KORVIMG_RGGB, f, 4, 4, 8, 8)));
-    // Only green lit: neither red nor blue can be measured.
-    Samples g(16, 0);
+    // rggb 4 x 4 with only the blue photosites lit, and with only the green ones (then
+    // neither red nor blue can be measured).
+    Samples blue(16, 0), green(16, 0);
     for (size_t y = 0; y < 4; ++y)
-        for (size_t x = (y + 1) % 2; x < 4; x += 2) g[y * 4 + x] = 100;
-    kvtest::write_file(d.path("g.pgm"), kvtest::pgm_bytes(4, 4, 255, g));
-    const auto q = kvtest::run_program({"demosaic", d.path("g.pgm"), "-o", d.path("g.png"), "-p", "rggb", "-m",
-                                        "nearest", "--wb", "auto"});
-    ASSERT_EQ(q.status, 0) << q.err;
-    EXPECT_EQ(q.err, "korvimg: " + d.path("g.pgm") + ": --wb auto: no red or blue signal in the frame, both gains left at 1\n");
-    EXPECT_EQ(q.out, "white balance gains: red 1.0000, blue 1.0000\n");
+        for (size_t x = 0; x < 4; ++x) {
+            if (x % 2 == 1 && y % 2 == 1) blue[y * 4 + x] = 100;
+            if ((x + y) % 2 == 1) green[y * 4 + x] = 100;
+        }
+    const std::vector<std::pair<Samples, std::string>> cases = {{blue, "no green signal in the frame"},
+                                                                 {green, "no red or blue signal in the frame"}};
+    for (const auto &[f, why] : cases) {
+        kvtest::write_file(d.path("in.pgm"), kvtest::pgm_bytes(4, 4, 255, f));
+        const auto r = kvtest::run_program({"demosaic", d.path("in.pgm"), "-o", d.path("a.png"), "-p", "rggb", "-m",
+                                            "nearest", "--wb", "auto"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.err, "korvimg: " + d.path("in.pgm") + ": --wb auto: " + why + ", both gains left at 1\n");
+        EXPECT_EQ(r.out, "white balance gains: red 1.0000, blue 1.0000\n");
+        EXPECT_TRUE(same(kvtest::read_picture(d.path("a.png")), expected(KORVIMG_NEAREST, KORVIMG_RGGB, f, 4, 4, 8, 8)))
+            << why;
+    }
 }
 
 // info names just the odd side of a colour frame it leaves out.

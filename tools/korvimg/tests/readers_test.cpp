@@ -174,24 +174,22 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     EXPECT_EQ(kvcli::open_source(d.path("c.ser"), {})->info().frames, 1u);
     // A count of 0 (a writer that stopped before finishing the header): the file's
     // whole frames, time stamps or not.
+    const std::string count_left_at_0 =
+        "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has ";
     kvtest::SerSpec unfinished = kvtest::ser_spec(8, 8, 8);
     unfinished.frame_count = 0;
     const std::vector<Samples> big = kvtest::random_frames(3, 8, 8, 255, rng);
     kvtest::write_file(d.path("z.ser"), kvtest::ser_bytes(unfinished, big));
     auto z = kvcli::open_source(d.path("z.ser"), {});
     EXPECT_EQ(z->info().frames, 3u);
-    EXPECT_EQ(z->info().truncated,
-              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 370 "
-              "bytes, 3 whole frames");
+    EXPECT_EQ(z->info().truncated, count_left_at_0 + "370 bytes, 3 whole frames");
     EXPECT_EQ(frame_samples(*z, 2), big[2]);
     for (const auto &n : z->info().notes) EXPECT_EQ(n.find("time stamps"), std::string::npos) << n;
     unfinished.timestamps = true;  // two frames and two stamps: 144 bytes, not a third frame and a bit
     kvtest::write_file(d.path("z.ser"), kvtest::ser_bytes(unfinished, {big[0], big[1]}));
     auto zs = kvcli::open_source(d.path("z.ser"), {});
     EXPECT_EQ(zs->info().frames, 2u);
-    EXPECT_EQ(zs->info().truncated,
-              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 322 "
-              "bytes of frames and their time stamps, 2 whole frames");
+    EXPECT_EQ(zs->info().truncated, count_left_at_0 + "322 bytes of frames and their time stamps, 2 whole frames");
     // Six 16-byte frames are 96 bytes, as are four frames and four stamps; pixels that
     // do not read as dates in order are frames.
     kvtest::SerSpec small = kvtest::ser_spec(8, 4, 4);
@@ -212,9 +210,7 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     kvtest::write_file(d.path("z4.ser"), bytes);
     auto z4 = kvcli::open_source(d.path("z4.ser"), {});
     EXPECT_EQ(z4->info().frames, 4u);
-    EXPECT_EQ(z4->info().truncated,
-              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 274 "
-              "bytes of frames and their time stamps, 4 whole frames");
+    EXPECT_EQ(z4->info().truncated, count_left_at_0 + "274 bytes of frames and their time stamps, 4 whole frames");
     EXPECT_EQ(frame_samples(*z4, 3), four[3]);
     small.timestamps = true;
     kvtest::write_file(d.path("z4.ser"), kvtest::ser_bytes(small, kvtest::random_frames(4, 4, 4, 255, rng)));
@@ -226,8 +222,7 @@ TEST(SerReader, CutShortGivesItsWholeFrames) {
     bytes = kvtest::ser_bytes(unfinished, {});
     kvtest::write_file(d.path("z.ser"), bytes);
     EXPECT_EQ(error_of(d.path("z.ser")),
-              "unfinished: the header gives 0 frames (as a writer that stopped early leaves it), the file has 178 "
-              "bytes, not one whole frame");
+              count_left_at_0 + "178 bytes, not one whole frame");
     spec.frame_count = 1;
     bytes = kvtest::ser_bytes(spec, {frames[0]});
     bytes.pop_back();
