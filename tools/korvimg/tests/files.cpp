@@ -10,7 +10,6 @@
 #include <stdexcept>
 
 #include "io/output.h"
-#include "io/png.h"
 #include "lib.h"
 #include "support.h"
 
