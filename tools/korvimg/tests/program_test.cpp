@@ -1274,6 +1274,31 @@ TEST(Program, ALoneDashIsAFileName) {
     EXPECT_EQ(i.out.rfind("file:       -\n", 0), 0u) << i.out;
 }
 
+// Runs the program (SIGTERM ending it by default) and sends it SIGTERM as soon as an
+// entry whose name begins with `prefix` shows in `dir` (polled for up to 10 s): whether
+// one showed, and the program's status.
+struct Interrupted {
+    bool seen = false;
+    int status = 0;
+};
+Interrupted interrupt_when_seen(const std::vector<std::string> &args, const std::string &dir, const std::string &prefix) {
+    int pid = 0;
+    {
+        const kvtest::Disposition fatal(SIGTERM, SIG_DFL);
+        pid = kvtest::start_program(args);
+    }
+    Interrupted run;
+    if (pid <= 0) return run;
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!run.seen && std::chrono::steady_clock::now() < give_up) {
+        for (const auto &e : kvtest::list_directory(dir)) run.seen = run.seen || e.rfind(prefix, 0) == 0;
+        if (!run.seen) std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+    if (run.seen) kill(pid, SIGTERM);
+    run.status = kvtest::wait_program(pid);
+    return run;
+}
+
 // A single picture is written under a temporary name: a run ended by a signal while it
 // writes leaves no temporary file behind, and the old picture as it was.
 TEST(Program, InterruptedSinglePictureLeavesNoTemporary) {
@@ -1282,22 +1307,12 @@ TEST(Program, InterruptedSinglePictureLeavesNoTemporary) {
     const int32_t w = 1024, h = 1024;
     kvtest::write_file(d.path("in.raw"), kvtest::raw_bytes({kvtest::random_frame(w, h, 255, rng)}, 1, false));
     kvtest::write_file(d.path("out.png"), {'o', 'l', 'd'});
-    int pid = 0;
-    {
-        const kvtest::Disposition fatal(SIGTERM, SIG_DFL);
-        pid = kvtest::start_program({"demosaic", d.path("in.raw"), "--width", "1024", "--height", "1024", "--bits", "8",
-                                     "-m", "simple", "--out-depth", "16", "--png-level", "9", "-o", d.path("out.png")});
-    }
-    ASSERT_GT(pid, 0);
-    bool seen = false;
-    for (int tries = 0; tries < 20000 && !seen; ++tries) {
-        for (const auto &e : d.entries()) seen = seen || e.rfind(".out.png.", 0) == 0;
-        if (!seen) std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    if (seen) kill(pid, SIGTERM);
-    const int status = kvtest::wait_program(pid);
-    ASSERT_TRUE(seen) << "no temporary file seen; status " << status;
-    EXPECT_EQ(status, -SIGTERM);
+    const Interrupted run = interrupt_when_seen({"demosaic", d.path("in.raw"), "--width", "1024", "--height", "1024",
+                                                 "--bits", "8", "-m", "simple", "--out-depth", "16", "--png-level", "9",
+                                                 "-o", d.path("out.png")},
+                                                d.dir(), ".out.png.");
+    ASSERT_TRUE(run.seen) << "no temporary file seen; status " << run.status;
+    EXPECT_EQ(run.status, -SIGTERM);
     EXPECT_EQ(d.entries(), (std::vector<std::string>{"in.raw", "out.png"}));
     EXPECT_EQ(kvtest::read_file(d.path("out.png")), (std::vector<uint8_t>{'o', 'l', 'd'}));
 }
@@ -1347,21 +1362,9 @@ TEST(Program, InfoNamesTheOddSide) {
 // for them.
 TEST(Program, InterruptedDemoRemovesTheDirectoriesItMade) {
     kvtest::TempDir d;
-    int pid = 0;
-    {
-        const kvtest::Disposition fatal(SIGTERM, SIG_DFL);
-        pid = kvtest::start_program({"demo", "-q", "-o", d.path("new/sub")});
-    }
-    ASSERT_GT(pid, 0);
-    bool seen = false;
-    for (int tries = 0; tries < 40000 && !seen; ++tries) {
-        for (const auto &e : kvtest::list_directory(d.path("new/sub"))) seen = seen || e.rfind(".korvimg-", 0) == 0;
-        if (!seen) std::this_thread::sleep_for(std::chrono::microseconds(50));
-    }
-    if (seen) kill(pid, SIGTERM);
-    const int status = kvtest::wait_program(pid);
-    ASSERT_TRUE(seen) << "no staging directory seen; status " << status;
-    EXPECT_EQ(status, -SIGTERM);
+    const Interrupted run = interrupt_when_seen({"demo", "-q", "-o", d.path("new/sub")}, d.path("new/sub"), ".korvimg-");
+    ASSERT_TRUE(run.seen) << "no staging directory seen; status " << run.status;
+    EXPECT_EQ(run.status, -SIGTERM);
     EXPECT_EQ(d.entries(), std::vector<std::string>{});
 }
 
