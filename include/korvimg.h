@@ -432,9 +432,11 @@ KORVIMG_API void KORVIMG_CALL median_filter16(uint16_t *frame, int32_t width, in
  * histogram of a call is cleared first. Colour images count blue, green and red (a
  * fourth channel is skipped); raw frames are walked in 2x2 cells, both greens
  * counted. A sample above the last bin is counted in the last bin, so no bin
- * outside the histogram is ever written. The 8-bit histograms of 2^18 samples or
- * more take a 256 KiB working table (raw frames: two, in one 512 KiB block) from
- * memory_alloc for the call, and count one sample at a time when it cannot be had.
+ * outside the histogram is ever written. The 8-bit histograms that count 2^18
+ * samples or more (three per pixel of a colour image, four per whole 2x2 cell of a
+ * raw frame) take a 256 KiB working table (raw frames: two, in one 512 KiB block)
+ * from memory_alloc for the call, and count one sample at a time when it cannot be
+ * had.
  * ---------------------------------------------------------------------------- */
 KORVIMG_API void KORVIMG_CALL histogram8(const uint8_t *samples, int32_t count, uint32_t *histogram);
 KORVIMG_API void KORVIMG_CALL histogram10(const uint16_t *samples, int32_t count, uint32_t *histogram);
