@@ -3,12 +3,12 @@
 
 #include <sys/stat.h>
 
-#include <cstring>
+#include <algorithm>
 #include <map>
 #include <sstream>
 
 #include "demo_chart.h"
-#include "io/png.h"
+#include "files.h"
 #include "lib.h"
 #include "support.h"
 
@@ -65,10 +65,10 @@ TEST(Demo, WritesThePicturesAndASaneTable) {
     for (const char *interpolating : {"bilinear", "adaptive", "laplacian"})
         for (const char *tile : {"nearest", "simple"})
             EXPECT_GT(table.at(interpolating)[4], table.at(tile)[4] + 2) << interpolating << " " << tile;
-    const auto sheet = kvcli::read_png(dir.path("out/contact-sheet.png"));
+    const auto sheet = kvtest::read_picture(dir.path("out/contact-sheet.png"));
     EXPECT_EQ(sheet.channels, 3);
     EXPECT_GT(sheet.width, 3 * kvcli::kChartWidth);
-    const auto chart = kvcli::read_png(dir.path("out/chart.png"));
+    const auto chart = kvtest::read_picture(dir.path("out/chart.png"));
     EXPECT_EQ(chart.width, kvcli::kChartWidth);
     EXPECT_EQ(chart.height, kvcli::kChartHeight);
 }
@@ -119,16 +119,13 @@ TEST(Demo, AFailedRunRemovesTheDirectoriesItMade) {
 }
 
 // Whether the RGB picture `tile` (w x h) appears whole somewhere in the RGB `sheet`.
-bool holds_tile(const kvcli::FilePixels &sheet, const std::vector<uint8_t> &tile, int32_t w, int32_t h) {
-    const size_t row = static_cast<size_t>(w) * 3;
+bool holds_tile(const kvtest::Picture &sheet, const std::vector<uint32_t> &tile, int32_t w, int32_t h) {
     for (int32_t top = 0; top + h <= sheet.height; ++top)
         for (int32_t left = 0; left + w <= sheet.width; ++left) {
-            auto at = [&](int32_t y) {
-                return &sheet.p8[(static_cast<size_t>(top + y) * static_cast<size_t>(sheet.width) +
-                                  static_cast<size_t>(left)) * 3];
-            };
+            auto at = [&](int32_t y) { return sheet.samples.begin() + (std::ptrdiff_t{top + y} * sheet.width + left) * 3; };
+            auto tile_row = [&](int32_t y) { return tile.begin() + std::ptrdiff_t{y} * w * 3; };
             int32_t y = 0;
-            while (y < h && std::memcmp(at(y), &tile[static_cast<size_t>(y) * row], row) == 0) ++y;
+            while (y < h && std::equal(tile_row(y), tile_row(y + 1), at(y))) ++y;
             if (y == h) return true;
         }
     return false;
@@ -139,18 +136,18 @@ bool holds_tile(const kvcli::FilePixels &sheet, const std::vector<uint8_t> &tile
 TEST(Demo, ContactSheetShowsThePicturesWritten) {
     kvtest::TempDir dir;
     ASSERT_EQ(kvtest::run_program({"demo", "-o", dir.dir(), "-q"}).status, 0);
-    const auto sheet = kvcli::read_png(dir.path("contact-sheet.png"));
+    const auto sheet = kvtest::read_picture(dir.path("contact-sheet.png"));
     ASSERT_EQ(sheet.channels, 3);
     ASSERT_EQ(sheet.bits, 8);
     const int32_t w = kvcli::kChartWidth, h = kvcli::kChartHeight;
-    const auto mono = kvcli::read_png(dir.path("mono.png"));
+    const auto mono = kvtest::read_picture(dir.path("mono.png"));
     ASSERT_EQ(mono.channels, 1);
     ASSERT_EQ(mono.width, w);
     ASSERT_EQ(mono.height, h);
-    std::vector<uint8_t> tile;
-    for (uint8_t v : mono.p8) tile.insert(tile.end(), {v, v, v});
+    std::vector<uint32_t> tile;
+    for (uint32_t v : mono.samples) tile.insert(tile.end(), {v, v, v});
     EXPECT_TRUE(holds_tile(sheet, tile, w, h)) << "mono";
-    const auto preview = kvcli::read_png(dir.path("preview.png"));
+    const auto preview = kvtest::read_picture(dir.path("preview.png"));
     ASSERT_EQ(preview.channels, 3);
     ASSERT_EQ(preview.width, w / 2);
     ASSERT_EQ(preview.height, h / 2);
@@ -158,12 +155,12 @@ TEST(Demo, ContactSheetShowsThePicturesWritten) {
     for (int32_t y = 0; y < h; ++y)
         for (int32_t x = 0; x < w; ++x) {
             const size_t at = (static_cast<size_t>(y / 2) * static_cast<size_t>(w / 2) + static_cast<size_t>(x / 2)) * 3;
-            tile.insert(tile.end(), {preview.p8[at], preview.p8[at + 1], preview.p8[at + 2]});
+            tile.insert(tile.end(), {preview.samples[at], preview.samples[at + 1], preview.samples[at + 2]});
         }
     EXPECT_TRUE(holds_tile(sheet, tile, w, h)) << "preview";
-    const auto laplacian = kvcli::read_png(dir.path("laplacian.png"));
+    const auto laplacian = kvtest::read_picture(dir.path("laplacian.png"));
     ASSERT_EQ(laplacian.channels, 3);
-    EXPECT_TRUE(holds_tile(sheet, laplacian.p8, w, h)) << "laplacian";
+    EXPECT_TRUE(holds_tile(sheet, laplacian.samples, w, h)) << "laplacian";
 }
 
 // A directory that cannot be made is named, with the reason, and nothing is left.
