@@ -34,7 +34,7 @@ TEST(BadInput, WrongMagic) {
     expect_refused(d, d.path("in.fits"), d.path("in.fits") + ": bad FITS file");
     kvtest::write_file(d.path("in.png"), {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n', 0, 0, 0});
     expect_refused(d, d.path("in.png"), d.path("in.png") + ": bad PNG");
-    kvtest::write_file(d.path("in.pgm"), {'P', '5', ' ', 'x'});
+    kvtest::write_file(d.path("in.pgm"), kvtest::text_bytes("P5 x"));
     expect_refused(d, d.path("in.pgm"), d.path("in.pgm") + ": bad PGM header: no width");
 }
 
@@ -91,8 +91,7 @@ TEST(BadInput, HeaderSizesThatLieOrOverflow) {
     expect_refused(d, d.path("b.ser"), "truncated: the header promises 2147483647 frames");
     kvtest::write_file(d.path("c.pgm"), kvtest::pgm_bytes(100000, 100000, 255, Samples(4, 1)));
     expect_refused(d, d.path("c.pgm"), "implausible PGM size 100000 x 100000");
-    const std::string huge = "P5 99999999999999999999 2 255\n";
-    kvtest::write_file(d.path("d.pgm"), std::vector<uint8_t>(huge.begin(), huge.end()));
+    kvtest::write_file(d.path("d.pgm"), kvtest::text_bytes("P5 99999999999999999999 2 255\n"));
     expect_refused(d, d.path("d.pgm"), "width too large");
     kvtest::write_file(d.path("e.pgm"), kvtest::pgm_bytes(2, 2, 70000, Samples(4, 1)));
     expect_refused(d, d.path("e.pgm"), "bad PGM maximum value 70000");
@@ -374,30 +373,22 @@ TEST(BadInput, ZeroHeight) {
 // beyond the program's limits is called implausible.
 TEST(BadInput, PgmHeaderNumbers) {
     kvtest::TempDir d;
-    const std::string big = "P5\n2000000 1\n255\n";
-    std::vector<uint8_t> bytes(big.begin(), big.end());
-    bytes.resize(bytes.size() + 16, 0);
-    kvtest::write_file(d.path("a.pgm"), bytes);
+    kvtest::write_file(d.path("a.pgm"), kvtest::text_bytes("P5\n2000000 1\n255\n", 16));
     expect_refused(d, d.path("a.pgm"), d.path("a.pgm") + ": implausible PGM size 2000000 x 1");
-    const std::string huge = "P5\n4 2\n99999999999999\n";
-    kvtest::write_file(d.path("b.pgm"), std::vector<uint8_t>(huge.begin(), huge.end()));
+    kvtest::write_file(d.path("b.pgm"), kvtest::text_bytes("P5\n4 2\n99999999999999\n"));
     expect_refused(d, d.path("b.pgm"), d.path("b.pgm") + ": bad PGM header: maximum value too large");
-    const std::string maxval = "P5\n4 2\n2000000\n";
-    kvtest::write_file(d.path("c.pgm"), std::vector<uint8_t>(maxval.begin(), maxval.end()));
+    kvtest::write_file(d.path("c.pgm"), kvtest::text_bytes("P5\n4 2\n2000000\n"));
     expect_refused(d, d.path("c.pgm"), d.path("c.pgm") + ": bad PGM maximum value 2000000");
     // The shortest file with a PGM's magic and its whitespace is a PGM without its header.
-    kvtest::write_file(d.path("d.pgm"), {'P', '5', '\n'});
+    kvtest::write_file(d.path("d.pgm"), kvtest::text_bytes("P5\n"));
     expect_refused(d, d.path("d.pgm"), d.path("d.pgm") + ": bad PGM header: no width");
     // A header that ends with the file, without the byte after the maximum value.
-    kvtest::write_file(d.path("e.pgm"), {'P', '5', '\n', '4', ' ', '2', '\n', '2', '5', '5'});
+    kvtest::write_file(d.path("e.pgm"), kvtest::text_bytes("P5\n4 2\n255"));
     expect_refused(d, d.path("e.pgm"), d.path("e.pgm") + ": truncated PGM header");
     // A maximum value runs from 1 to 65535.
     kvtest::write_file(d.path("f.pgm"), kvtest::pgm_bytes(2, 2, 0, Samples(4, 0)));
     expect_refused(d, d.path("f.pgm"), d.path("f.pgm") + ": bad PGM maximum value 0");
-    const std::string over = "P5\n2 2\n65536\n";
-    std::vector<uint8_t> bytes_over(over.begin(), over.end());
-    bytes_over.resize(bytes_over.size() + 8, 0);
-    kvtest::write_file(d.path("g.pgm"), bytes_over);
+    kvtest::write_file(d.path("g.pgm"), kvtest::text_bytes("P5\n2 2\n65536\n", 8));
     expect_refused(d, d.path("g.pgm"), d.path("g.pgm") + ": bad PGM maximum value 65536");
 }
 

@@ -1126,8 +1126,8 @@ TEST(Program, PreviewIsHalfTheFrameEachWay) {
     EXPECT_EQ(got.width, 6);
     EXPECT_EQ(got.height, 4);
     ASSERT_EQ(got.samples.size(), 6u * 4u * 3u);
-    std::vector<uint8_t> src(f.begin(), f.end()), lib(6 * 4 * 3);
-    debayer24(src.data(), w, h, KORVIMG_GRBG, KORVIMG_PREVIEW, lib.data());
+    std::vector<uint8_t> lib(6 * 4 * 3);
+    debayer24(bytes_of(f).data(), w, h, KORVIMG_GRBG, KORVIMG_PREVIEW, lib.data());
     for (size_t i = 0; i < 6 * 4; ++i)  // the library's B, G, R; the file's R, G, B
         for (size_t c = 0; c < 3; ++c) EXPECT_EQ(got.samples[i * 3 + c], lib[i * 3 + 2 - c]) << i << " " << c;
 }
@@ -1245,12 +1245,8 @@ TEST(Program, NewPicturesFollowTheUmask) {
 // included, however short its name.
 TEST(Program, DemoMakesEveryMissingDirectoryOfARelativePath) {
     kvtest::TempDir d;
-    char here[4096];
-    ASSERT_NE(getcwd(here, sizeof here), nullptr);
-    ASSERT_EQ(chdir(d.dir().c_str()), 0);
-    const auto r = kvtest::run_program({"demo", "-q", "-o", "a/b"});
-    const auto s = kvtest::run_program({"demo", "-q", "-o", "x/"});
-    ASSERT_EQ(chdir(here), 0);
+    const auto r = kvtest::run_program_in(d.dir(), {"demo", "-q", "-o", "a/b"});
+    const auto s = kvtest::run_program_in(d.dir(), {"demo", "-q", "-o", "x/"});
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(s.status, 0) << s.err;
     EXPECT_TRUE(kvtest::exists(d.path("a/b/contact-sheet.png")));
@@ -1262,12 +1258,8 @@ TEST(Program, ALoneDashIsAFileName) {
     kvtest::TempDir d;
     std::mt19937 rng(64);
     const Samples f = random_pgm(d, "-", 6, 4, 255, rng);
-    char here[4096];
-    ASSERT_NE(getcwd(here, sizeof here), nullptr);
-    ASSERT_EQ(chdir(d.dir().c_str()), 0);
-    const auto r = kvtest::run_program({"demosaic", "-", "-o", "out.png", "-m", "simple", "-p", "gbrg"});
-    const auto i = kvtest::run_program({"info", "-"});
-    ASSERT_EQ(chdir(here), 0);
+    const auto r = kvtest::run_program_in(d.dir(), {"demosaic", "-", "-o", "out.png", "-m", "simple", "-p", "gbrg"});
+    const auto i = kvtest::run_program_in(d.dir(), {"info", "-"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(same(kvtest::read_picture(d.path("out.png")), expected(KORVIMG_SIMPLE, KORVIMG_GBRG, f, 6, 4, 8, 8)));
     EXPECT_EQ(i.status, 0) << i.err;

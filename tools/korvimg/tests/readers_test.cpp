@@ -410,8 +410,7 @@ TEST(PgmReader, MaximumValueIsWhite) {
 // A comment may follow the magic number at once.
 TEST(PgmReader, CommentRightAfterTheMagic) {
     kvtest::TempDir d;
-    const std::string head = "P5#made by hand\n3 1\n255\n";
-    std::vector<uint8_t> bytes(head.begin(), head.end());
+    std::vector<uint8_t> bytes = kvtest::text_bytes("P5#made by hand\n3 1\n255\n");
     bytes.insert(bytes.end(), {7, 8, 9});
     kvtest::write_file(d.path("a.pgm"), bytes);
     auto s = kvcli::open_source(d.path("a.pgm"), {});
@@ -504,8 +503,9 @@ TEST(RawReader, FramesOffsetsAndByteOrder) {
 // made for the frames.
 TEST(Detection, HeadersThatPromiseMoreThanTheFileHolds) {
     kvtest::TempDir d;
-    kvtest::write_file(d.path("a.pgm"), {'P', '5', '\n', '6', '5', '5', '3', '6', ' ', '4', '0', '9', '6', '\n',
-                                         '6', '5', '5', '3', '5', '\n', 1, 2, 3});
+    std::vector<uint8_t> pgm = kvtest::text_bytes("P5\n65536 4096\n65535\n");
+    pgm.insert(pgm.end(), {1, 2, 3});
+    kvtest::write_file(d.path("a.pgm"), pgm);
     EXPECT_EQ(error_of(d.path("a.pgm")).rfind("truncated PGM data: the header promises 65536 x 4096 samples", 0), 0u);
     kvtest::write_fits(d.path("b.fits"), 20, 64, 64, {Samples(64 * 64, 7), Samples(64 * 64, 8)});
     auto fits = kvtest::read_file(d.path("b.fits"));
@@ -728,9 +728,11 @@ TEST(Detection, ByMagicAndRefusals) {
     kvtest::TempDir d;
     kvtest::write_file(d.path("e.bin"), {});
     EXPECT_EQ(error_of(d.path("e.bin")), "empty file");
-    kvtest::write_file(d.path("t.txt"), {'h', 'e', 'l', 'l', 'o'});
+    kvtest::write_file(d.path("t.txt"), kvtest::text_bytes("hello"));
     EXPECT_NE(error_of(d.path("t.txt")).find("unknown file format"), std::string::npos);
-    kvtest::write_file(d.path("p.ppm"), {'P', '6', '\n', '1', ' ', '1', '\n', '2', '5', '5', '\n', 1, 2, 3});
+    std::vector<uint8_t> ppm = kvtest::text_bytes("P6\n1 1\n255\n");
+    ppm.insert(ppm.end(), {1, 2, 3});
+    kvtest::write_file(d.path("p.ppm"), ppm);
     EXPECT_NE(error_of(d.path("p.ppm")).find("colour netpbm"), std::string::npos);
     EXPECT_NE(error_of(d.path("missing.ser")).find("cannot open"), std::string::npos);
     EXPECT_EQ(error_of(d.dir()), "is a directory");

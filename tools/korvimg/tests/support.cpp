@@ -75,14 +75,16 @@ std::vector<std::string> list_directory(const std::string &path) {
 namespace {
 
 // Starts the program with stdin from /dev/null and stdout and stderr into the files
-// named; the process id, or -1.
+// named, in the directory `dir` when one is named (after the files are opened); the
+// process id, or -1.
 int spawn(const std::vector<std::string> &args, const std::string &out, const std::string &err,
-          int err_flags = O_WRONLY | O_CREAT | O_TRUNC) {
+          int err_flags = O_WRONLY | O_CREAT | O_TRUNC, const std::string &dir = "") {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), err_flags, 0600);
+    if (!dir.empty()) posix_spawn_file_actions_addchdir_np(&actions, dir.c_str());
     std::vector<std::string> all{KVCLI_PROGRAM};
     all.insert(all.end(), args.begin(), args.end());
     std::vector<char *> argv;
@@ -96,11 +98,13 @@ int spawn(const std::vector<std::string> &args, const std::string &out, const st
 
 }  // namespace
 
-Run run_program(const std::vector<std::string> &args, const std::string &stdout_file) {
+namespace {
+
+Run run_in(const std::string &dir, const std::vector<std::string> &args, const std::string &stdout_file) {
     TempDir io;
     const std::string out = stdout_file.empty() ? io.path("stdout") : stdout_file, err = io.path("stderr");
     Run r;
-    const int pid = spawn(args, out, err);
+    const int pid = spawn(args, out, err, O_WRONLY | O_CREAT | O_TRUNC, dir);
     if (pid < 0) return r;
     const int status = wait_program(pid);
     r.status = status >= 0 ? status : -1;
@@ -108,6 +112,14 @@ Run run_program(const std::vector<std::string> &args, const std::string &stdout_
     r.err = slurp(err);
     return r;
 }
+
+}  // namespace
+
+Run run_program(const std::vector<std::string> &args, const std::string &stdout_file) {
+    return run_in("", args, stdout_file);
+}
+
+Run run_program_in(const std::string &dir, const std::vector<std::string> &args) { return run_in(dir, args, ""); }
 
 Run run_program_on_terminal(const std::vector<std::string> &args) {
     Run r;
@@ -167,6 +179,12 @@ int wait_program(int pid) {
 void write_file(const std::string &path, const std::vector<uint8_t> &bytes) {
     std::ofstream f(path, std::ios::binary);
     f.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::vector<uint8_t> text_bytes(const std::string &text, size_t zeros) {
+    std::vector<uint8_t> bytes(text.begin(), text.end());
+    bytes.resize(bytes.size() + zeros, 0);
+    return bytes;
 }
 
 std::vector<uint8_t> read_file(const std::string &path) {

@@ -17,6 +17,8 @@ struct Run {
 // Runs the korvimg program with the arguments; stdin is /dev/null. Standard output
 // goes to the file named (its contents are not kept in the result), when one is.
 Run run_program(const std::vector<std::string> &args, const std::string &stdout_file = "");
+// The same, run in the directory `dir` (relative names in the arguments start there).
+Run run_program_in(const std::string &dir, const std::vector<std::string> &args);
 // Runs the program with standard error on a terminal (a pseudo-terminal this process
 // reads), stdin from /dev/null and stdout into a scratch file: the exit status and
 // what the terminal showed, in `err` (line ends as the terminal sends them, "\r\n").
@@ -75,6 +77,8 @@ class TempDir {
 // Names in a directory (hidden ones included), sorted; empty if it cannot be read.
 std::vector<std::string> list_directory(const std::string &path);
 void write_file(const std::string &path, const std::vector<uint8_t> &bytes);
+// The bytes of `text` (a header written by hand, say), then `zeros` zero bytes.
+std::vector<uint8_t> text_bytes(const std::string &text, size_t zeros = 0);
 std::vector<uint8_t> read_file(const std::string &path);
 bool exists(const std::string &path);
 
